@@ -1,0 +1,45 @@
+# Installs a built Numora tree into a scratch prefix, then builds and runs the
+# consumer project against it: through find_package(Numora) and pkg-config.
+
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+    if(NOT rc EQUAL 0)
+        message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
+    endif()
+    set(RUN_OUTPUT "${out}" PARENT_SCOPE)
+endfunction()
+
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR})
+
+if(BUILD_CONFIG)
+    run(${CMAKE_COMMAND} --install ${NUMORA_BUILD_DIR} --prefix ${prefix} --config ${BUILD_CONFIG})
+else()
+    run(${CMAKE_COMMAND} --install ${NUMORA_BUILD_DIR} --prefix ${prefix})
+endif()
+
+string(REPLACE ";" " " flags "${CONSUMER_FLAGS}")
+run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE_DIR} -B ${WORK_DIR}/build
+    -DCMAKE_PREFIX_PATH=${prefix} "-DCMAKE_CXX_FLAGS=${flags}" -DCMAKE_BUILD_TYPE=Release)
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+run(${WORK_DIR}/build/app)
+message(STATUS "find_package consumer: ${RUN_OUTPUT}")
+
+find_program(PKG_CONFIG pkg-config)
+if(PKG_CONFIG)
+    file(GLOB_RECURSE pc_files ${prefix}/numora.pc)
+    list(GET pc_files 0 pc_file)
+    get_filename_component(pc_dir ${pc_file} DIRECTORY)
+    set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+    run(${PKG_CONFIG} --cflags --libs numora)
+    string(STRIP "${RUN_OUTPUT}" pc_flags)
+    separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
+    run(${PKG_CONFIG} --variable=libdir numora)
+    string(STRIP "${RUN_OUTPUT}" libdir)
+    find_program(CXX NAMES c++ g++ REQUIRED)
+    run(${CXX} -std=c++17 ${CONSUMER_FLAGS} ${CONSUMER_SOURCE_DIR}/main.cpp ${pc_flags}
+        -Wl,-rpath,${libdir} -o ${WORK_DIR}/app_pkgconfig)
+    run(${WORK_DIR}/app_pkgconfig)
+    message(STATUS "pkg-config consumer: ${RUN_OUTPUT}")
+endif()
