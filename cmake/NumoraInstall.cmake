@@ -32,5 +32,13 @@ if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
 else()
     set(NUMORA_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
+# The prefix is found from the .pc file's own place, so an installed tree
+# can be moved (or installed with cmake --install --prefix) and still work.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(NUMORA_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH NUMORA_PC_UP "/root/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/root")
+    set(NUMORA_PC_PREFIX "\${pcfiledir}/${NUMORA_PC_UP}")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/numora.pc.in ${PROJECT_BINARY_DIR}/numora.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/numora.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
