@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "numora/foundation/array.h"
+#include "numora/foundation/cut_detail.h"
 #include "numora/foundation/scalar.h"
 
 complexd operator+(complexd a, complexd b)
@@ -58,15 +59,6 @@ namespace qv {
 namespace math {
 
 namespace {
-
-// Truncates toward zero to 32 bits the way the x86 conversion does: a value
-// outside the range, or NaN, gives INT32_MIN.
-int32_t TruncateToInt32(double x)
-{
-    if (x > -2147483649.0 && x < 2147483648.0)
-        return static_cast<int32_t>(x);
-    return INT32_MIN;
-}
 
 // Unwraps p[1..n-1] in float against the half period h and the full period f,
 // correcting each tail element by element.
@@ -276,7 +268,7 @@ void ComplexInitArrayDelay(complex* out, float delay, int lines)
     for (int i = 0; i < lines; ++i) {
         const double a = static_cast<double>(i) * step;
         // Whole turns are taken off first so that cos and sin see a small angle.
-        const double t = static_cast<double>(TruncateToInt32(a / twoPi));
+        const double t = static_cast<double>(detail::CutToInt(a / twoPi));
         const double x = a - t * twoPi;
         out[i].re = static_cast<float>(std::cos(x));
         out[i].im = static_cast<float>(std::sin(x));

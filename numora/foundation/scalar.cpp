@@ -3,15 +3,14 @@
 #include <climits>
 #include <cmath>
 
+#include "numora/foundation/cut_detail.h"
 #include "numora/foundation/platform.h"
 
 namespace qv {
 namespace math {
 
-namespace {
+namespace detail {
 
-// Cut toward zero to int. Values without an int give INT_MIN, which is what the
-// x86 conversion instruction yields, instead of undefined behaviour.
 int CutToInt(double v)
 {
     if (v > -2147483649.0 && v < 2147483648.0)
@@ -19,14 +18,19 @@ int CutToInt(double v)
     return INT_MIN;
 }
 
-// Cut toward zero to a 32-bit unsigned value through a signed 64-bit one, so a
-// negative value wraps modulo 2^32; values without a 64-bit integer give 0.
 uint32_t CutToU32(double v)
 {
     if (v >= -9223372036854775808.0 && v < 9223372036854775808.0)
         return static_cast<uint32_t>(static_cast<int64_t>(v));
     return 0u;
 }
+
+}  // namespace detail
+
+namespace {
+
+using detail::CutToInt;
+using detail::CutToU32;
 
 // index limited to 0 ... n - 1, the bottom tested first.
 int ClampIndex(int index, int n)

@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 
+#include "numora/foundation/cut_detail.h"
 #include "numora/foundation/scalar.h"
 
 namespace qv {
@@ -103,9 +104,7 @@ float BandwidthToSampleRate(int bandwidth, float ratio, float* rates, int count,
 float BandwidthToSampleRate(float bandwidth, float ratio, float* rates, int count, bool exact)
 {
     const float r = Round(bandwidth, qv::RoundMethodFloorEps);
-    // A value without an int (NaN, infinite, out of range) cuts to INT_MIN, as
-    // the x86 conversion does.
-    const int requested = r >= -2147483648.0f && r < 2147483648.0f ? static_cast<int>(r) : INT_MIN;
+    const int requested = detail::CutToInt(static_cast<double>(r));
     return BandwidthToSampleRate(requested, ratio, rates, count, exact);
 }
 
