@@ -1,0 +1,27 @@
+#pragma once
+
+// Numora: every public header of the library.
+
+#include "numora/foundation/export.h"
+#include "numora/foundation/records.h"
+#include "numora/foundation/cstring.h"
+#include "numora/foundation/platform.h"
+#include "numora/foundation/complex.h"
+#include "numora/foundation/array.h"
+#include "numora/foundation/array_scan.h"
+#include "numora/foundation/scalar.h"
+
+#include "numora/transforms/fft.h"
+#include "numora/transforms/window.h"
+#include "numora/transforms/weighting.h"
+#include "numora/transforms/timing.h"
+#include "numora/transforms/frame.h"
+
+#include "numora/spectrum/auto_spectrum.h"
+#include "numora/spectrum/cross_spectrum.h"
+#include "numora/spectrum/conversions.h"
+#include "numora/spectrum/rms.h"
+#include "numora/spectrum/histogram.h"
+#include "numora/spectrum/correlation.h"
+
+#include "numora/drive/random_phase.h"
