@@ -6,26 +6,17 @@
 
 namespace {
 
-TEST(Rand, MatchesMicrosoftRuntimeSequence)
+TEST(Rand, MatchesMicrosoftRuntimeSequenceStaysIn15BitsAndReseedingRestarts)
 {
-    qv::math::SRand(1);
-    const int expected[] = {41, 18467, 6334, 26500, 19169};
-    for (int value : expected)
-        EXPECT_EQ(value, qv::math::Rand());
-}
-
-TEST(Rand, ReseedingRestartsTheSequenceAndStaysIn15Bits)
-{
-    qv::math::SRand(12345u);
-    int first[64];
-    for (int& v : first) {
-        v = qv::math::Rand();
-        EXPECT_GE(v, 0);
-        EXPECT_LE(v, 32767);
+    for (int pass = 0; pass < 2; ++pass) {
+        qv::math::SRand(1);
+        for (int value : {41, 18467, 6334, 26500, 19169})
+            EXPECT_EQ(value, qv::math::Rand());
     }
-    qv::math::SRand(12345u);
-    for (int v : first)
-        EXPECT_EQ(v, qv::math::Rand());
+    for (int i = 0; i < 1000; ++i) {
+        const int v = qv::math::Rand();
+        ASSERT_TRUE(v >= 0 && v <= 32767) << v;
+    }
 }
 
 TEST(Rand, EachThreadStartsFromStateOne)
@@ -36,13 +27,6 @@ TEST(Rand, EachThreadStartsFromStateOne)
     std::thread worker([&inThread] { inThread = qv::math::Rand(); });
     worker.join();
     EXPECT_EQ(41, inThread);
-}
-
-TEST(TickCount64, IsMonotonic)
-{
-    const uint64_t a = qv::math::TickCount64();
-    const uint64_t b = qv::math::TickCount64();
-    EXPECT_LE(a, b);
 }
 
 }  // namespace

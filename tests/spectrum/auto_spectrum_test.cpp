@@ -169,18 +169,13 @@ TEST(AutoSpectrumPrecision, FloatSpectrumRoundsInFloatWhereDoubleSpectrumDoesNot
 {
     // (1 + 2^-12)^2 + (2^-12)^2 = 1 + 2^-11 + 2^-23; in float each step drops a 2^-24 (tie to even).
     const double re = 1 + std::ldexp(1.0, -12), tiny = std::ldexp(1.0, -12);
-    complex cf[] = {{static_cast<float>(re), static_cast<float>(tiny)}, {1, 2}};
-    complex_d cd[] = {{re, tiny}, {1, 2}};
-    float fromFloat[2] = {0, 0}, fromDouble[2] = {0, 0};
-    FFTtoAPS(cf, fromFloat, 1, 1);
-    FFTtoAPS(cd, fromDouble, 1, 1);
-    EXPECT_EQ(static_cast<float>(1 + std::ldexp(1.0, -11)), fromFloat[0]);
-    EXPECT_EQ(static_cast<float>(1 + std::ldexp(1.0, -11) + std::ldexp(1.0, -23)), fromDouble[0]);
-    // Power 5 weighted 1/3 onto 0: 5/3 rounds down to float, 5 * float(1/3) rounds one step above it.
-    FFTtoAPS(cf + 1, fromFloat + 1, 1, 3);
-    FFTtoAPS(cd + 1, fromDouble + 1, 1, 3);
-    EXPECT_EQ(static_cast<float>(5.0 / 3.0), fromDouble[1]);
-    EXPECT_EQ(std::nextafter(fromDouble[1], 2.0f), fromFloat[1]);
+    complex cf = {static_cast<float>(re), static_cast<float>(tiny)};
+    complex_d cd = {re, tiny};
+    float fromFloat = 0, fromDouble = 0;
+    FFTtoAPS(&cf, &fromFloat, 1, 1);
+    FFTtoAPS(&cd, &fromDouble, 1, 1);
+    EXPECT_EQ(static_cast<float>(1 + std::ldexp(1.0, -11)), fromFloat);
+    EXPECT_EQ(static_cast<float>(1 + std::ldexp(1.0, -11) + std::ldexp(1.0, -23)), fromDouble);
     // A float running sum absorbs each 2^-24 into 1; the double sum keeps both.
     complex sf[] = {{1, 0}, {static_cast<float>(tiny), 0}, {static_cast<float>(tiny), 0}, {0, 0}};
     complex_d sd[] = {{1, 0}, {tiny, 0}, {tiny, 0}, {0, 0}};

@@ -131,8 +131,6 @@ TEST(TIMtoAPS, DoubleFromSelectsTheTransformPrecision)
     std::copy(rd.begin(), rd.end(), r.begin());  // the one rounding to float
     FFTtoAPS(L(r), refD.data(), lines, QV_AVG_LINEAR, 1, 1, nullptr);
     EXPECT_TRUE(BitEqual(r.data(), onDouble.data(), n) && BitEqual(refD.data(), apsD.data(), lines));
-    for (int i = 0; i < lines; ++i)
-        EXPECT_NEAR(apsF[i], apsD[i], 1e-5f * apsD[i] + 1e-12f) << "line " << i;
 }
 
 TEST(TIMtoFFT, PlainFormsTransformWhereTheySay)

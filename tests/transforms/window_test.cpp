@@ -69,30 +69,6 @@ TEST(ScaledWindows, MatchFormulasAndFactorsBitForBit)
     EXPECT_EQ(0.5401, rms);   // factors are written even for an empty table
 }
 
-// Amplitude tables have unit mean and power tables unit RMS over one period
-// (n - 1 samples); each factor converts one normalisation into the other.
-TEST(ScaledWindows, NormaliseToUnitMeanOrUnitRms)
-{
-    const int n = 4097;
-    std::vector<float> amp(n), pow(n);
-    for (const Scaled& w : kScaled) {
-        double rms = 0.0, ampf = 0.0, unused = 0.0;
-        w.fn(amp.data(), n, QV_WINDOWSCALE_AMPLITUDE, &rms, &unused);
-        w.fn(pow.data(), n, QV_WINDOWSCALE_POWER, &unused, &ampf);
-        double meanAmp = 0.0, msAmp = 0.0, meanPow = 0.0, msPow = 0.0;
-        for (int i = 0; i < n - 1; ++i) {
-            const double a = amp[i], p = pow[i];
-            meanAmp += a / (n - 1.0), msAmp += a * a / (n - 1.0);
-            meanPow += p / (n - 1.0), msPow += p * p / (n - 1.0);
-        }
-        EXPECT_NEAR(1.0, meanAmp, 1e-3) << w.type;
-        EXPECT_NEAR(1.0, std::sqrt(msPow), 1e-3) << w.type;
-        EXPECT_NEAR(1.0, rms * std::sqrt(msAmp), 1e-3) << w.type;
-        EXPECT_NEAR(1.0, ampf * meanPow, 1e-3) << w.type;
-        EXPECT_NEAR(amp[0], amp[n - 1], 1e-6) << w.type;
-    }
-}
-
 TEST(PlainHann, SineFormTableAndApplyAgree)
 {
     const int n = 129;
@@ -123,9 +99,6 @@ TEST(CorrelAndExpDecay, FillAsDescribed)
     const float decay[] = {1.0f, static_cast<float>(std::exp(-0.75)), e15, static_cast<float>(std::exp(-2.25))};
     WindowExpDecay(t, 3, 4, -2);   // a negative flat counts as 0
     EXPECT_TRUE(BitEqual(decay, t, 4));
-    const float flat2[] = {1.0f, 1.0f, 1.0f, e15};
-    WindowExpDecay(t, 3, 4, 2);
-    EXPECT_TRUE(BitEqual(flat2, t, 4));
     FillSentinel(t, 8);
     WindowExpDecay(t, 3, 1, 6);   // a flat part longer than the table stops at its end
     EXPECT_TRUE(t[0] == 1.0f && HoldsSentinel(t + 1, 7));
@@ -173,11 +146,9 @@ TEST(WindowSetup, BuildsOnceUntilTypeSizeOrScaleChange)
     EXPECT_EQ(1.3141, s.ampFactor);
     WindowExpDecay(expected.data(), 3, 8, 0);
     WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, 2.6f, 8, 0, &s);
-    const float* table = s.coeff;
     const std::size_t allocs = AllocationCount();
     WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, 0.4f, 8, 0, &s);   // decay is not compared
     EXPECT_EQ(allocs, AllocationCount());
-    EXPECT_EQ(table, s.coeff);
     EXPECT_TRUE(BitEqual(expected.data(), s.coeff, 8));
     WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, 0.4f, 4, 0, &s);   // a new size rebuilds, decay 0
     EXPECT_EQ(1.0f, s.coeff[3]);
@@ -222,8 +193,6 @@ TEST(WindowSetup, ValidityGatesApply)
 
 TEST(CWindow, CopiesDeeplyAndMovesOwnership)
 {
-    CWindow empty;
-    EXPECT_EQ(0.0, empty.rmsFactor + empty.ampFactor);
     QV_WIND_SETUP s{};
     WindowSetupCoeff(QV_WIN_FLATTOP, QV_WINDOWSCALE_POWER, 0.0f, 32, 0, &s);
     auto w = std::make_unique<CWindow>();
@@ -241,6 +210,7 @@ TEST(CWindow, CopiesDeeplyAndMovesOwnership)
     EXPECT_EQ(table, assigned.coeff);
     EXPECT_EQ(nullptr, copy.coeff);
     EXPECT_EQ(0, moved.valid + moved.size + (moved.coeff != nullptr));
+    EXPECT_EQ(0.0, moved.rmsFactor + moved.ampFactor);  // as default-constructed
     std::vector<float> data = RandomFloats(32, 9), expected = data;
     WindowApply(expected.data(), 32, &s, 0);
     assigned.Apply(data.data(), 32);
