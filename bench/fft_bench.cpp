@@ -181,8 +181,12 @@ public:
                     const double r2r = Get("fftw_r2r" + tail), r2c = Get("fftw_r2c" + tail);
                     const double kiss = Get("kissfft" + tail);
                     const double fftw = r2r < r2c ? r2r : r2c;
-                    std::printf("%8d %10.0f %10.0f %10.0f %10.0f %8.2f %8.2f %10.0f\n", n, numora, baseline, r2r,
-                                r2c, fftw > 0 ? numora / fftw : 0.0, fftw > 0 ? baseline / fftw : 0.0, kiss);
+                    std::printf("%8d %10.0f %10.0f %10.0f %10.0f %8.2f %8.2f", n, numora, baseline, r2r, r2c,
+                                fftw > 0 ? numora / fftw : 0.0, fftw > 0 ? baseline / fftw : 0.0);
+                    if (kiss > 0)
+                        std::printf(" %10.0f\n", kiss);
+                    else
+                        std::printf(" %10s\n", "-");
                 }
             }
         }
