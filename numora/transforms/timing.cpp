@@ -11,13 +11,9 @@ namespace math {
 
 uint32_t GetBandwidth(float sampleRate, float ratio)
 {
-    const float v = sampleRate / ratio + 0.5f;
-    // Cut through 64 bits as the x86 conversion does: a negative value wraps,
-    // one without a 64-bit integer (NaN, infinite) gives 0.
-    const float twoTo63 = 9223372036854775808.0f;
-    if (!(v >= -twoTo63 && v < twoTo63))
-        return 0;
-    return static_cast<uint32_t>(static_cast<long long>(v));
+    // The sum is formed in float, then cut through 64 bits: a negative value
+    // wraps, one without a 64-bit integer (NaN, infinite) gives 0.
+    return detail::CutToU32(static_cast<double>(sampleRate / ratio + 0.5f));
 }
 
 void UpdateFrameInfo(QV_BASE_FRAME_SETUP& frame, uint32_t frameSize, QV_FFT_SCALING scaling,
