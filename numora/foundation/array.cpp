@@ -37,10 +37,14 @@ T ClearedZero(T v)
     return v == T(0) ? T(0) : v;
 }
 
-// First line written above a band ending at line: a line below -1 counts as -1.
-int AboveBandBegin(int line)
+// First line written above a band ending at line, in an array of n lines: a
+// line below -1 counts as -1, and a line at or past the end gives n (nothing
+// to write) without forming line + 1, which could overflow.
+int AboveBandBegin(int line, int n)
 {
-    return line < 0 ? 0 : line + 1;
+    if (line < 0)
+        return 0;
+    return line < n ? line + 1 : n;
 }
 
 // Lines outside the band [lowFreq, highFreq]: [0, lowEnd) and [highBegin, lastLine].
@@ -55,7 +59,7 @@ bool OutsideLines(float lowFreq, float highFreq, float lineSpacing, int lastLine
     FreqRange2Index(lowFreq, highFreq, lineSpacing, lowLine, highLine);
     const int end = lastLine + 1;
     lowEnd = lowLine > 0 ? (lowLine < end ? lowLine : end) : 0;
-    highBegin = highLine < lastLine ? AboveBandBegin(highLine) : end;
+    highBegin = highLine < lastLine ? AboveBandBegin(highLine, end) : end;
     return true;
 }
 
@@ -173,13 +177,13 @@ void ArrayInitBelowBand(complex_d* a, int /*n*/, int line, double re, double im)
 void ArrayInitAboveBand(float* a, int n, int line, float v)
 {
     if (a != nullptr)
-        Fill(a, AboveBandBegin(line), n, ClearedZero(v));
+        Fill(a, AboveBandBegin(line, n), n, ClearedZero(v));
 }
 
 void ArrayInitAboveBand(double* a, int n, int line, double v)
 {
     if (a != nullptr)
-        Fill(a, AboveBandBegin(line), n, ClearedZero(v));
+        Fill(a, AboveBandBegin(line, n), n, ClearedZero(v));
 }
 
 void ArrayInitAboveBand(complex_d* a, int n, int line, double re, double im)
@@ -187,9 +191,9 @@ void ArrayInitAboveBand(complex_d* a, int n, int line, double re, double im)
     if (a == nullptr)
         return;
     if (re == 0.0 && im == 0.0)
-        FillPairs(a, AboveBandBegin(line), n, 0.0, 0.0);
+        FillPairs(a, AboveBandBegin(line, n), n, 0.0, 0.0);
     else
-        FillPairs(a, AboveBandBegin(line), n, re, im);
+        FillPairs(a, AboveBandBegin(line, n), n, re, im);
 }
 
 void ArrayInitOutsideBand(float* a, int n, int lowLine, int highLine, float v)

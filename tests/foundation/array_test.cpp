@@ -1,6 +1,7 @@
 #include "numora/foundation/array.h"
 
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -54,6 +55,7 @@ TEST(ArrayFill, BandFillsWriteExactlyOutsideTheBand)
     EXPECT_EQ(".........", Written<double>(9, [](double* b) {
                   ArrayInitBelowBand(b + 1, 8, 0, 1.0);
                   ArrayInitAboveBand(b + 1, 8, 7, 1.0);
+                  ArrayInitAboveBand(b + 1, 8, INT_MAX, 1.0);
                   ArrayInitOutsideBand(b + 1, 8, 0, 7, 1.0);
               }));
     EXPECT_EQ("........x", Written<double>(9, [](double* b) { ArrayInitAboveBand(b + 1, 8, 6, 1.0); }));
