@@ -101,6 +101,7 @@ NUMORA_API double Arraymoment(const double* a, int n, int order);
 // a zero-mean Gaussian gives about 3, a constant array 1.
 // precision: moments and quotient in double; m2, m4 and the result rounded to
 // float.
+// choice: the quotient is formed from the moments before they are rounded.
 NUMORA_API float Arraykurtosis(const float* a, int n, float* m2, float* m4);
 // As above, without rounding.
 NUMORA_API double Arraykurtosis(const float* a, int n, double* m2, double* m4);

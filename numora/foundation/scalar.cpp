@@ -427,22 +427,22 @@ bool LimitRange(double& value, double low, double high)
     return LimitRangeOf(value, low, high);
 }
 
-bool InRange(const int& value, int low, int high)
+bool InRange(int& value, int low, int high)
 {
     return low <= value && value <= high;
 }
 
-bool InRange(const uint32_t& value, uint32_t low, uint32_t high)
+bool InRange(uint32_t& value, uint32_t low, uint32_t high)
 {
     return low <= value && value <= high;
 }
 
-bool InRange(const float& value, float low, float high)
+bool InRange(float& value, float low, float high)
 {
     return low <= value && value <= high;
 }
 
-bool InRange(const double& value, double low, double high)
+bool InRange(double& value, double low, double high)
 {
     return low <= value && value <= high;
 }

@@ -114,6 +114,8 @@ NUMORA_API int Freq2Index(float f, float df, qv::RoundMethod m);
 NUMORA_API int Freq2Index(double f, double df, qv::RoundMethod m);
 // As Freq2Index, limited to 0 ... n - 1.
 // precision: quotient and rounding in float.
+// choice: a negative index gives 0 before the top is tested, so with n < 1 a
+// negative index gives 0 and any other n - 1.
 NUMORA_API int Freq2Index(float f, float df, int n, qv::RoundMethod m);
 // As Freq2Index, limited to 0 ... n - 1.
 NUMORA_API int Freq2Index(double f, double df, int n, qv::RoundMethod m);
@@ -165,13 +167,13 @@ NUMORA_API bool LimitRange(float& value, float low, float high);
 // Clamps value to low ... high, testing low first; true when value was inside.
 NUMORA_API bool LimitRange(double& value, double low, double high);
 // True when low <= value <= high.
-NUMORA_API bool InRange(const int& value, int low, int high);
+NUMORA_API bool InRange(int& value, int low, int high);
 // True when low <= value <= high.
-NUMORA_API bool InRange(const uint32_t& value, uint32_t low, uint32_t high);
+NUMORA_API bool InRange(uint32_t& value, uint32_t low, uint32_t high);
 // True when low <= value <= high.
-NUMORA_API bool InRange(const float& value, float low, float high);
+NUMORA_API bool InRange(float& value, float low, float high);
 // True when low <= value <= high.
-NUMORA_API bool InRange(const double& value, double low, double high);
+NUMORA_API bool InRange(double& value, double low, double high);
 // True when the ranges a1 ... a2 and b1 ... b2 (either order) share a point;
 // touching ranges overlap.
 NUMORA_API bool IsRangeOverlap(float a1, float a2, float b1, float b2);

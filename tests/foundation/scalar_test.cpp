@@ -97,6 +97,7 @@ TEST(Freq2Index, RoundsByMethodInTheTwinsPrecisionAndClamps)
 {
     EXPECT_EQ(0, Freq2Index(-25.0, 10.0, 100, qv::RoundMethodNearest));
     EXPECT_EQ(99, Freq2Index(2000.0f, 10.0f, 100, qv::RoundMethodNearest));
+    EXPECT_EQ(0, Freq2Index(-25.0f, 10.0f, 0, qv::RoundMethodNearest));  // bottom first
     // 0.5f / 0.1f is 5 in float but 4.99999992... in double.
     EXPECT_EQ(5, Freq2Index(0.5f, 0.1f, qv::RoundMethodFloor));
     EXPECT_EQ(4, Freq2Index(static_cast<double>(0.5f), static_cast<double>(0.1f),
@@ -120,8 +121,11 @@ TEST(Ranges, LimitTestsLowFirstAndOverlapIncludesTouching)
     EXPECT_EQ(std::make_pair(false, 5), Limited(1, 5, 3));  // below low and above high
     EXPECT_EQ(std::make_pair(false, 1.0), Limited(2.5, 0.0, 1.0));
     EXPECT_TRUE(Limited(NAN, 0.0f, 1.0f).first);
-    EXPECT_TRUE(InRange(10, 0, 10));
-    EXPECT_FALSE(InRange(NAN, 0.0f, 1.0f));
+    int ten = 10;
+    float nan = NAN;
+    double half = 0.5;  // int bounds: only the double overload takes a double lvalue
+    EXPECT_TRUE(InRange(ten, 0, 10) && InRange(half, 0, 1));
+    EXPECT_FALSE(InRange(nan, 0.0f, 1.0f));
 
     EXPECT_TRUE(IsRangeOverlap(1.0f, 2.0f, 2.0f, 3.0f));
     EXPECT_TRUE(IsRangeOverlap(2.0f, 1.0f, 3.0f, 2.0f));
