@@ -207,8 +207,10 @@ template <>
 std::vector<double> Random<double>(int n, uint32_t seed) { return RandomDoubles(n, seed); }
 
 // Forward and inverse of the library, on every code path the processor has,
-// against the reference, on random data and on data reaching into the
-// subnormal range (where the division by N must still round as a division).
+// against the reference, on random data, on data reaching into the subnormal
+// range (where the division by N must still round as a division), and on
+// zeros of either sign (where the sign of each zero result shows any
+// rearranged subtraction or negation).
 template <typename T>
 void ExpectBitExactUpTo(int maxSize)
 {
@@ -217,10 +219,12 @@ void ExpectBitExactUpTo(int maxSize)
         if (!qv::math::detail::FftPathAvailable(path))
             continue;
         for (int n = 2; n <= maxSize; n *= 2) {
-            for (int set = 0; set < 2; ++set) {
+            for (int set = 0; set < 3; ++set) {
                 std::vector<T> x = Random<T>(n, 7u + static_cast<uint32_t>(n));
                 for (int i = 0; set == 1 && i < n; ++i)
                     x[i] = x[i] * (std::numeric_limits<T>::denorm_min() * T(1 << (i % 24)));
+                for (int i = 0; set == 2 && i < n; ++i)
+                    x[i] = x[i] * T(0);
                 for (int dir : {1, -1}) {
                     std::vector<T> expected = x, actual = x;
                     RefTransform(expected.data(), n, dir);
