@@ -33,9 +33,6 @@ std::vector<double> RandomDoubles(int n, uint32_t seed);
 // packed layout: out[0] = DC, out[1] = Nyquist, out[2k], out[2k+1] = line k,
 // each line being (1/N) * sum x[n] e^(-j 2 pi k n / N).
 std::vector<double> NaiveDftPacked(const double* x, int n);
-// Inverse of the packed layout without any scaling:
-// x[n] = data[0] + (-1)^n data[1] + 2 sum_k Re(line_k e^(+j 2 pi k n / N)).
-std::vector<double> NaiveIdftPacked(const double* data, int n);
 
 // Number of calls to the global operator new / new[] since the process started.
 // Linking this helper replaces the global allocation functions with counting ones.
