@@ -183,7 +183,8 @@ TEST(Simd, MovesKeepBitPatternsAtAnyAlignment)
 
 // double to float lanes round as static_cast does: ties to even, overflow to
 // infinity, results in the subnormal range, signed zeros; float to double is
-// exact.
+// exact, so the round trip gives back the rounded value (GCC 12 loses that
+// rounding when its basic-block vectorizer runs on the plain vectors).
 template <typename Narrow, typename Wide>
 void ExpectConversionsMatchStaticCast(const char* name)
 {
@@ -196,7 +197,7 @@ void ExpectConversionsMatchStaticCast(const char* name)
     std::copy(std::begin(special), std::end(special), wide.begin());
     std::vector<float> narrowed(n), expectedNarrow(n);
     std::vector<double> widened(n), expectedWide(n);
-    for (int i = 0; i < n; i += 4) {
+    for (int i = 0; i < n; i += simd::LaneCount<Narrow>) {
         simd::Store(narrowed.data() + i, simd::Convert<Narrow>(simd::Load<Wide>(wide.data() + i)));
         simd::Store(widened.data() + i, simd::Convert<Wide>(simd::Load<Narrow>(narrowed.data() + i)));
     }
@@ -211,7 +212,8 @@ void ExpectConversionsMatchStaticCast(const char* name)
 TEST(Simd, ConversionsRoundAsStaticCast)
 {
     ExpectConversionsMatchStaticCast<simd::F4, simd::D4>("F4 <-> D4");
-    ExpectConversionsMatchStaticCast<simd::Plain<float, 4>, simd::Plain<double, 4>>("plain");
+    ExpectConversionsMatchStaticCast<simd::Plain<float, 4>, simd::Plain<double, 4>>("plain x4");
+    ExpectConversionsMatchStaticCast<simd::Plain<float, 2>, simd::Plain<double, 2>>("plain x2");
 }
 
 // The run-time check answers what the processor says: on Linux the flags
