@@ -85,9 +85,16 @@
 //   }
 //
 // Each lane does what the scalar loop does for its element, so every choice
-// gives the same bits. Keep the helpers NUMORA_SIMD_INLINE and pass 256-bit
-// vectors only between functions inlined into a NUMORA_SIMD_AVX2 function:
-// a 256-bit vector must not cross a call that is not inlined.
+// gives the same bits. Rules that keep both compilers happy:
+// - The function marked NUMORA_SIMD_AVX2 passes only pointers and scalars to
+//   the template and holds no vector itself: Clang refuses a 256-bit vector
+//   passed between a function marked for AVX2 and one that is not, inlined
+//   or not.
+// - Every helper the template calls is NUMORA_SIMD_INLINE (lambdas
+//   NUMORA_SIMD_LAMBDA), so no vector crosses a call that is not inlined.
+// - Widen and narrow lanes with Convert, each rounding written out as in the
+//   scalar code; the build keeps GCC's basic-block vectorizer off, which
+//   (GCC 12) can drop a double -> float -> double round trip.
 
 #if !defined(NUMORA_PORTABLE_SIMD) && (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
 #define NUMORA_SIMD_WIDE 1
