@@ -25,3 +25,6 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+
+#include "numora/compensation/taper.h"
+#include "numora/compensation/compensation.h"
