@@ -15,11 +15,6 @@ namespace math {
 
 namespace {
 
-complex* Lines(float* reals)
-{
-    return reinterpret_cast<complex*>(reals);
-}
-
 float* Reals(complex* lines)
 {
     return reinterpret_cast<float*>(lines);
@@ -131,25 +126,37 @@ int BuildCompensation(complex* out, int outLines, int topLine, complex* in, int 
 }
 
 // Forward transform of 2n samples, the filter's lines times gain, inverse
-// transform: the frequency-domain part of one overlap-add step.
+// transform: the frequency-domain part of one overlap-add step. The amplitude
+// correction of CorrDFT (lines times 2s) is folded into the product loop, with
+// the same operations in the same order; the division of CorrIFT is left to
+// the caller, who folds it into the pass that adds the tail.
 void FilterFrame(float* data, const float* filter, float gain, uint32_t n, float scale)
 {
     const int size = static_cast<int>(2 * n);
-    complex* lines = Lines(data);
     DFT(data, size, 1);
-    CorrDFT(lines, static_cast<int>(n), scale);
-    lines[0].re = 0.0f;
-    lines[0].im = 0.0f;
-    for (std::size_t k = 1; k < n; ++k) {
-        const float a = lines[k].re;
-        const float b = lines[k].im;
-        const float c = filter[2 * k];
-        const float d = filter[2 * k + 1];
-        lines[k].re = (c * a - b * d) * gain;
-        lines[k].im = (c * b + a * d) * gain;
+    const float factor = scale + scale;
+    data[0] = 0.0f;
+    data[1] = 0.0f;
+    for (std::size_t i = 2; i < 2 * std::size_t{n}; i += 2) {
+        const float a = data[i] * factor;
+        const float b = data[i + 1] * factor;
+        const float c = filter[i];
+        const float d = filter[i + 1];
+        data[i] = (c * a - b * d) * gain;
+        data[i + 1] = (c * b + a * d) * gain;
     }
     DFT(data, size, -1);
-    CorrIFT(data, size, scale);
+}
+
+// out[i] = frame[i] / (s + s) + tail[i] for the lower half, which is how
+// CorrIFT and the sum round; then the upper half is divided in place.
+void CorrectAndAdd(float* out, float* frame, const float* tail, uint32_t n, float scale)
+{
+    const float divisor = scale + scale;
+    for (std::size_t i = 0; i < n; ++i)
+        out[i] = frame[i] / divisor + tail[i];
+    for (std::size_t i = n; i < 2 * std::size_t{n}; ++i)
+        frame[i] = frame[i] / divisor;
 }
 
 }  // namespace
@@ -176,11 +183,12 @@ void ApplyCompensation(float* block, float* filter, float* tail, float gain, uin
 {
     if (block == nullptr || filter == nullptr || tail == nullptr || n == 0)
         return;
-    const int count = static_cast<int>(n);
-    ArrayCopy(tail, block + n, count);
-    ArraySet(block + n, 0.0f, count);
+    for (std::size_t i = 0; i < n; ++i) {
+        tail[i] = block[n + i];
+        block[n + i] = 0.0f;
+    }
     FilterFrame(block, filter, gain, n, scale);
-    ArraySum(block, tail, count);
+    CorrectAndAdd(block, block, tail, n, scale);
 }
 
 void ApplyCompensationSingle(float* frame, float* filter, float* tail, float* work, float gain, uint32_t size,
@@ -194,8 +202,7 @@ void ApplyCompensationSingle(float* frame, float* filter, float* tail, float* wo
         ArrayCopy(work, half, count);
         ArraySet(work + h, 0.0f, count);
         FilterFrame(work, filter, gain, h, scale);
-        for (uint32_t i = 0; i < h; ++i)
-            half[i] = work[i] + tail[i];
+        CorrectAndAdd(half, work, tail, h, scale);
         ArrayCopy(tail, work + h, count);
     }
 }
