@@ -193,11 +193,9 @@ TEST(Compensation, CentredResponseComesBackAsTheSpectrumHalfAFrameLater)
     }
     // Without an impulse buffer nothing is centred, even in a centring mode.
     EXPECT_EQ(0, CompensationInvert(L(out), m, 0, L(in), m, 0, kScale, nullptr, 4, 0, 0.0f, 10.0f, 0.0f));
-    for (int i = 2; i < 2 * m; i += 2) {
-        const float d = in[i] * in[i] + in[i + 1] * in[i + 1];
-        EXPECT_NEAR(in[i] / d, out[i], 2e-5);
-        EXPECT_NEAR(-in[i + 1] / d, out[i + 1], 2e-5);
-    }
+    ComplexInvertArray(L(in), L(in), m);
+    for (int i = 2; i < 2 * m; ++i)
+        EXPECT_NEAR(in[i], out[i], 2e-5);
 }
 
 TEST(Compensation, LongerFrameKeepsTheLineAmplitudesInBothPlacements)
@@ -207,6 +205,7 @@ TEST(Compensation, LongerFrameKeepsTheLineAmplitudesInBothPlacements)
     Floats cleared = in;
     cleared[0] = cleared[1] = 0.0f;
     const Floats response = Response(cleared);
+    Floats startPlaced;
     for (int shapeMode : {0, 6}) {
         for (bool atStart : {true, false}) {
             Floats placed(2 * n, 0.0f), out(2 * n, 7.0f), impulse(2 * n);  // the placement clears what out held
@@ -226,14 +225,14 @@ TEST(Compensation, LongerFrameKeepsTheLineAmplitudesInBothPlacements)
                 EXPECT_NEAR(sign * in[2 * k], out[4 * k], 2e-6);
                 EXPECT_NEAR(sign * in[2 * k + 1], out[4 * k + 1], 2e-6);
             }
-            // Without an impulse buffer the samples above M2 enter as they stand: here zeros.
-            Floats bare(2 * n, 0.0f);
-            CompensationNoInvert(L(bare), n, 0, L(in), m, 0, kScale, nullptr, 0, 0, 23.0f, 10.0f, 0.0f, false);
-            if (shapeMode == 0 && atStart) {
-                EXPECT_TRUE(BitEqual(out.data(), bare.data(), 2 * n));
-            }
+            if (shapeMode == 0 && atStart)
+                startPlaced = out;
         }
     }
+    // Without an impulse buffer the samples above M2 enter as they stand: here zeros.
+    Floats bare(2 * n, 0.0f);
+    CompensationNoInvert(L(bare), n, 0, L(in), m, 0, kScale, nullptr, 0, 0, 23.0f, 10.0f, 0.0f, false);
+    EXPECT_TRUE(BitEqual(startPlaced.data(), bare.data(), 2 * n));
     // A shorter frame takes the first N2 samples of the response, ratio 0.5.
     Floats out(2 * m), ref(response.begin(), response.begin() + m);
     CompensationNoInvert(L(out), m / 2, 0, L(in), m, 0, kScale, nullptr, 1, 0, 0.0f, 10.0f, 0.0f, false);
