@@ -98,9 +98,15 @@ std::vector<complex> MeasureResponse(const std::vector<float>& excitation, const
     return frf;
 }
 
+// Rounds readings that print as zero to zero, so no "-0.00" appears.
+double Tidy(double v)
+{
+    return std::fabs(v) < 0.005 ? 0.0 : v;
+}
+
 double GainDb(complex z)
 {
-    return 20.0 * std::log10(static_cast<double>(qv::math::ComplexMag(z)));
+    return Tidy(20.0 * std::log10(static_cast<double>(qv::math::ComplexMag(z))));
 }
 
 }  // namespace
@@ -157,7 +163,7 @@ int main()
     for (int line : {8, 40, 100, 112, 120, 128, 200, 320, 480}) {
         complex h = path[static_cast<size_t>(line)], g = flat[static_cast<size_t>(line)];
         std::printf("%7.1f Hz %18.2f %18.2f %14.2f deg\n", line * static_cast<double>(df), GainDb(h), GainDb(g),
-                    static_cast<double>(qv::math::ComplexPhase(g)));
+                    Tidy(static_cast<double>(qv::math::ComplexPhase(g))));
     }
     std::printf("\nfilter: %d lines, centring shift %d samples, latency %d samples, blocks of %d samples\n",
                 kOutLines, shift, latency, kBlock);

@@ -44,8 +44,9 @@
 //  9. lowCutFreq > 0: c = (int)(lowCutFreq / df + 0.5f); c > 2 gives c - 2;
 //     lines 0 to c are cleared (none for c < 0).
 // The caller keeps 0 <= topLine <= N - 2 and the taper spans inside the
-// arrays. Every quotient and sum above is in float; a quotient without an int
-// (lineSpacing 0 with a low cut, say) cuts to INT_MIN and so does nothing.
+// arrays. Every quotient and sum above is in float.
+// choice: a quotient without an int (lineSpacing 0 with a low cut, say) cuts
+// to INT_MIN, as the x86 conversion gives, and so tapers or clears nothing.
 //
 // Filter of the overlap-add: 2n floats, a builder's output read as reals:
 // real part of line k at 2k, imaginary part at 2k + 1; line 0 is not used.
