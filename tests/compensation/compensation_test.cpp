@@ -142,6 +142,7 @@ TEST(ApplyCompensation, OneStepRoundsInItsOrderAndTheSingleFrameFormRunsTwoSuchS
     ApplyCompensation(frame.data(), filter.data(), carry.data(), gain, 0, kScale);
     ApplyCompensationSingle(frame.data(), filter.data(), nullptr, work.data(), gain, 2 * n, kScale);
     ApplyCompensationSingle(nullptr, filter.data(), carry.data(), work.data(), gain, 2 * n, kScale);
+    ApplyCompensationSingle(frame.data(), filter.data(), carry.data(), work.data(), gain, 1, kScale);
     EXPECT_TRUE(frozen == frame && frozenCarry == carry);
 }
 
@@ -176,6 +177,10 @@ TEST(Compensation, SameFrameLengthWithoutCentringKeepsTheShapedSpectrum)
         EXPECT_TRUE(BitEqual(ref.data(), out.data(), 2 * m)) << c.shapeMode << " " << c.lineSpacing;
         EXPECT_TRUE(BitEqual(Response(ref).data(), impulse.data(), 2 * m));
     }
+    Floats untouched(2 * m, 9.0f);
+    EXPECT_EQ(0, CompensationInvert(L(untouched), m, 9, L(in), 0, 0, kScale, nullptr, 1, 0, 0.0f, 10.0f, 0.0f));
+    EXPECT_EQ(0, CompensationNoInvert(L(untouched), 0, 9, L(in), m, 0, kScale, nullptr, 1, 0, 0.0f, 10.0f, 0.0f, true));
+    EXPECT_EQ(Floats(2 * m, 9.0f), untouched);
 }
 
 TEST(Compensation, CentredResponseComesBackAsTheSpectrumHalfAFrameLater)
