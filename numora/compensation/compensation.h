@@ -45,6 +45,8 @@
 //     lines 0 to c are cleared (none for c < 0).
 // The caller keeps 0 <= topLine <= N - 2 and the taper spans inside the
 // arrays. Every quotient and sum above is in float.
+// choice: topLine + 1 = N - 1 in shapeMode 2 or 3 leaves line N - 1 as it is,
+// the empty span of TaperComplex.
 // choice: a quotient without an int (lineSpacing 0 with a low cut, say) cuts
 // to INT_MIN, as the x86 conversion gives, and so tapers or clears nothing.
 //
