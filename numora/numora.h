@@ -2,6 +2,8 @@
 
 // Numora: every public header of the library.
 
+#include "numora/version.h"
+
 #include "numora/foundation/export.h"
 #include "numora/foundation/records.h"
 #include "numora/foundation/cstring.h"
