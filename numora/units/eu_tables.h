@@ -96,7 +96,7 @@ NUMORA_API bool EuUnitAliasesRow(int index, EU_UNIT_ALIAS& row);
 NUMORA_API int EuInputDefaultsCount();
 // Copies default input definition index into row; false if there is none.
 // precision: the scales are the double constants rounded once to float
-// (386.088582283355 becomes 386.08859f).
+// (386.088582283355 becomes 386.08859253).
 NUMORA_API bool EuInputDefaultsRow(int index, EU_INPUT_DEFINITION& row);
 
 // Number of type names: 17, one per TransducerTypeEU value.
