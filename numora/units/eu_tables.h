@@ -20,6 +20,8 @@
 // unbuilt or changed; the CString fields of a row are built when it is read.
 // choice: a row function with an index outside 0 .. count - 1 returns false
 // and leaves its output alone.
+// choice: the records' numbers and types start at 0 (EuTypeNone) when
+// default-constructed, so no field is ever indeterminate.
 
 namespace qv {
 namespace eu {
@@ -51,17 +53,17 @@ struct EU_UNIT {
     CString quantity;       // measured quantity; not always a type name
     CString siName;         // SI unit in plain characters ("m/s^2")
     CString mimeType;       // "application/x-asam.aoquantity.<word>" or empty
-    int32_t dimensions[8];  // exponents of metre, kilogram, second, ampere,
-                            // kelvin, then three that are always 0
-    double factor;
-    double offset;          // non-zero only for degrees Celsius and Fahrenheit
+    int32_t dimensions[8] = {};  // exponents of metre, kilogram, second, ampere,
+                                 // kelvin, then three that are always 0
+    double factor = 0.0;
+    double offset = 0.0;         // non-zero only for degrees Celsius and Fahrenheit
     CString siUnit;         // SI unit with superscript characters ("m/s\xB2")
 };
 
 // A unit string that the unit table does not resolve to a type.
 struct EU_UNIT_ALIAS {
     CString unitName;
-    TransducerTypeEU type;
+    TransducerTypeEU type = EuTypeNone;
 };
 
 // One level of an input definition: a unit and the factor into it.
@@ -73,8 +75,6 @@ struct EU_LEVEL {
 // Units of one input channel and of what integration derives from it.
 // Level 0 is the measured quantity, levels 1 and 2 the first and second
 // integral, levels 3 and 4 are spare.
-// choice: a default-constructed definition has empty strings, type
-// EuTypeNone and every scale 0, so no field is ever indeterminate.
 struct EU_INPUT_DEFINITION {
     CString inputUnit;  // the unit in which the channel's samples arrive
     CString baseUnit;   // its SI form

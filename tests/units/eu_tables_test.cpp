@@ -79,14 +79,16 @@ uint32_t FloatBits(float x)
 
 }  // namespace
 
-TEST(EuTables, CountsAndOutOfRangeRowsLeaveTheOutputAlone)
+TEST(EuTables, CountsDefaultsAndOutOfRangeRowsLeaveTheOutputAlone)
 {
     EXPECT_TRUE(EuUnitsCount() == 117 && EuUnitAliasesCount() == 6 && EuInputDefaultsCount() == 3 &&
                 EuTypeNamesCount() == 17);
-    EU_UNIT unit{};
+    EU_UNIT unit;  // default construction leaves no field indeterminate
+    EU_INPUT_DEFINITION definition;
+    EXPECT_TRUE(unit.factor == 0.0 && unit.dimensions[7] == 0 && definition.type == EuTypeNone &&
+                definition.levels[4].scale == 0.0f && EU_UNIT_ALIAS().type == EuTypeNone);
     unit.unitName = "kept";
     EU_UNIT_ALIAS alias{"kept", EuTypeForce};
-    EU_INPUT_DEFINITION definition;
     definition.inputUnit = "kept";
     CString name("kept");
     EXPECT_FALSE(EuUnitsRow(-1, unit) || EuUnitsRow(117, unit) || EuUnitAliasesRow(6, alias) ||
