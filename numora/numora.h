@@ -27,3 +27,6 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+
+#include "numora/units/eu_tables.h"
+#include "numora/units/eu_ops.h"
