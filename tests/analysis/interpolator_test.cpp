@@ -181,8 +181,10 @@ TEST(InterpolateMax, EqualsLargestKernelSumOnFloatStepGrid)
         float ratio;
         int n;
     };
-    for (const Case c : {Case{2.56f, 300}, Case{4.0f, 97}, Case{3.0f, 40}, Case{10.24f, 5}, Case{1.5f, 2},
-                         Case{7.0f, 1}}) {
+    std::vector<Case> cases = {{2.56f, 300}, {4.0f, 97}, {3.0f, 40}, {10.24f, 5}, {1.5f, 2}, {7.0f, 1}};
+    for (int n = 3; n < 30; ++n)  // short blocks: the maximum lies where the block's ends narrow the sum
+        cases.push_back(Case{1.2f, n});
+    for (const Case c : cases) {
         Floats x = RandomFloats(c.n, static_cast<uint32_t>(c.n));
         const Floats before = x;
         // The step is 1/ratio rounded to float; the count comes from float(n).
