@@ -67,10 +67,10 @@ Floats ExpectedFrame(const Floats& stream, uint32_t n, float ratio, long f, uint
     return out;
 }
 
-// Feeds all frames of stream and reads everything after each Add.
-Floats RunStream(CInterpolator& ip, const Floats& stream, uint32_t n)
+// Feeds all frames of stream, reading everything after each Add, and appends
+// what was read to out.
+Floats RunStream(CInterpolator& ip, const Floats& stream, uint32_t n, Floats out = {})
 {
-    Floats out;
     for (std::size_t f = 0; f + n <= stream.size(); f += n) {
         Floats frame(stream.begin() + static_cast<long>(f), stream.begin() + static_cast<long>(f + n));
         ip.Add(frame.data());
@@ -81,6 +81,14 @@ Floats RunStream(CInterpolator& ip, const Floats& stream, uint32_t n)
         out.insert(out.end(), p, p + count);
     }
     return out;
+}
+
+// What a new CInterpolator makes of a stream.
+Floats Fed(uint32_t n, float ratio, const Floats& stream)
+{
+    CInterpolator ip;
+    ip.Setup(n, ratio);
+    return RunStream(ip, stream, n);
 }
 
 // A band-limited test signal: three sines up to 0.33 of the sample rate.
@@ -220,15 +228,11 @@ TEST(CInterpolator, RaisesRateOfBandLimitedSignalToAnalyticValues)
     for (uint32_t k = 0; k < stream.size(); ++k)
         stream[k] = static_cast<float>(BandLimited(k));
     for (float ratio : {4.0f, 3.0f}) {  // n * ratio whole: output j sits at j / ratio of the stream
-        CInterpolator ip, flat;
-        ip.Setup(n, ratio);
-        flat.Setup(n, ratio);
-        const Floats out = RunStream(ip, stream, n), level = RunStream(flat, constant, n);
+        const Floats out = Fed(n, ratio, stream), level = Fed(n, ratio, constant);
         ASSERT_EQ(7 * n * static_cast<uint32_t>(ratio), out.size());
         // Past the zeros in front of the first frame, within 1e-4 of the signal.
         for (std::size_t j = static_cast<std::size_t>(14 * ratio); j < out.size(); ++j) {
-            const double t = static_cast<double>(j) / static_cast<double>(ratio);
-            ASSERT_NEAR(BandLimited(t), out[j], 1e-4) << ratio << " " << j;
+            ASSERT_NEAR(BandLimited(static_cast<double>(j) / static_cast<double>(ratio)), out[j], 1e-4) << j;
             ASSERT_NEAR(0.75, level[j], 0.75 * 2e-5) << ratio << " " << j;
         }
     }
@@ -269,10 +273,7 @@ TEST(CInterpolator, OneLongFrameEqualsManyShortOnesAtPowerOfTwoRatio)
     // not show: frames of 32 and of 256 give the same samples.
     const Floats stream = RandomFloats(2048, 3);
     for (float ratio : {2.0f, 4.0f}) {
-        CInterpolator shortFrames, longFrames;
-        shortFrames.Setup(32, ratio);
-        longFrames.Setup(256, ratio);
-        const Floats a = RunStream(shortFrames, stream, 32), b = RunStream(longFrames, stream, 256);
+        const Floats a = Fed(32, ratio, stream), b = Fed(256, ratio, stream);
         ASSERT_EQ(static_cast<std::size_t>(7 * 256 * ratio), b.size());
         EXPECT_TRUE(BitEqual(b.data(), a.data(), static_cast<int>(b.size()))) << ratio;
     }
@@ -308,11 +309,7 @@ TEST(CInterpolator, SetupKeepsStreamOnlyForSameArguments)
 {
     const uint32_t n = 50;
     Floats stream = RandomFloats(8 * static_cast<int>(n), 23);
-    const Floats out = [&] {
-        CInterpolator plain;
-        plain.Setup(n, 4.0f);
-        return RunStream(plain, stream, n);
-    }();
+    const Floats out = Fed(n, 4.0f, stream);
     CInterpolator ip;
     ip.Setup(n, 4.0f);
     ip.Add(stream.data());
@@ -332,19 +329,15 @@ TEST(CInterpolator, SetupKeepsStreamOnlyForSameArguments)
     history.insert(history.end(), stream.begin() + 4 * n, stream.begin() + 6 * n);
     ip.Add(stream.data() + 4 * n);
     ip.Add(stream.data() + 5 * n);
-    auto afterHistory = [&](long i) { return history[static_cast<std::size_t>(i + 20)]; };
     Floats expected(100);
     for (uint32_t j = 0; j < 100; ++j)
-        expected[j] = static_cast<float>(Interpolated(afterHistory, j * 0.5, -20, n + 19));
+        expected[j] = static_cast<float>(Interpolated([&](long i) { return history[i + 20]; }, j * 0.5, -20, 69));
     EXPECT_TRUE(BitEqual(expected.data(), ip.Read(100), 100));
 
     // A new frame size brings a fresh, zeroed input buffer.
     ip.Setup(n + 1, 2.0f);
-    const Floats tail(stream.begin() + 4 * n, stream.end());
-    CInterpolator fresh;
-    fresh.Setup(n + 1, 2.0f);
-    const Floats a = RunStream(ip, tail, n + 1), b = RunStream(fresh, tail, n + 1);
-    EXPECT_TRUE(a.size() == 2 * 102 && BitEqual(b.data(), a.data(), static_cast<int>(a.size())));
+    const Floats tail(stream.begin() + 4 * n, stream.end()), a = RunStream(ip, tail, n + 1);
+    EXPECT_TRUE(a.size() == 2 * 102 && BitEqual(Fed(n + 1, 2.0f, tail).data(), a.data(), 204));
 }
 
 TEST(CInterpolator, ReadAndRatioContracts)
@@ -353,13 +346,8 @@ TEST(CInterpolator, ReadAndRatioContracts)
     Floats frame = RandomFloats(64, 31);
     none.Add(frame.data());
     EXPECT_TRUE(none.IsReadReady(0) && !none.IsReadReady(1) && none.Read(1) == nullptr);
-    for (float ratio : {1.0f, 0.5f, -2.0f, std::numeric_limits<float>::quiet_NaN()}) {
-        CInterpolator ip;  // at most 1: nothing is produced, ever
-        ip.Setup(64, ratio);
-        for (int k = 0; k < 4; ++k)
-            ip.Add(frame.data());
-        EXPECT_FALSE(ip.IsReadReady(1)) << ratio;
-    }
+    for (float ratio : {1.0f, 0.5f, -2.0f, std::numeric_limits<float>::quiet_NaN()})  // nothing, ever
+        EXPECT_TRUE(Fed(16, ratio, RandomFloats(64, 32)).empty()) << ratio;
     CInterpolator ip;
     ip.Setup(64, 2.0f);
     float* empty = ip.Read(0);  // a valid pointer even with nothing unread
@@ -387,8 +375,7 @@ TEST(CInterpolator, SetupAllocatesOnlyWhenSizesChangeAndAddNever)
     uint32_t size = 0;
     float* buffer = nullptr;
     p.SetSize(size, 8, buffer);
-    ASSERT_TRUE(buffer != nullptr && size == 8);
-    EXPECT_TRUE(std::all_of(buffer, buffer + 8, [](float v) { return SameBits(0.0f, v); }));
+    ASSERT_TRUE(buffer != nullptr && size == 8 && SameBits(0.0f, buffer[0]) && SameBits(0.0f, buffer[7]));
     buffer[3] = 1.5f;
     float* const kept = buffer;
     const std::size_t before = AllocationCount();
@@ -401,47 +388,28 @@ TEST(CInterpolator, SetupAllocatesOnlyWhenSizesChangeAndAddNever)
 TEST(CInterpolator, CopiesGoOnIndependentlyAndMovesHandOver)
 {
     const uint32_t n = 40;
-    Floats stream = RandomFloats(10 * static_cast<int>(n), 51), other = RandomFloats(4 * static_cast<int>(n), 52);
-    const Floats reference = [&] {
-        CInterpolator plain;
-        plain.Setup(n, 2.56f);
-        return RunStream(plain, stream, n);
-    }();
-    const Floats head(stream.begin(), stream.begin() + 3 * n);
-    Floats rest(stream.begin() + 3 * n, stream.end());
-    CInterpolator original;
+    Floats stream = RandomFloats(10 * static_cast<int>(n), 51);
+    const Floats reference = Fed(n, 2.56f, stream), head(stream.begin(), stream.begin() + 3 * n),
+                 tail(stream.begin() + 4 * n, stream.end());
+    CInterpolator original, assigned, target;
     original.Setup(n, 2.56f);
-    Floats out = RunStream(original, head, n);
-    original.Add(rest.data());  // unread results in the copy as well
-    const Floats tail(rest.begin() + n, rest.end());
-
-    CInterpolator copy(original), assigned;
+    const Floats out = RunStream(original, head, n);
+    original.Add(stream.data() + 3 * n);  // results left unread are copied too
+    CInterpolator copy(original), source(original);
     assigned.Setup(128, 4.0f);
     assigned = copy;
     CInterpolator& same = assigned;
     assigned = same;  // self-assignment keeps everything
-    RunStream(copy, other, n);  // the copy's own frames leave the original alone
-    Floats a = out, b = out;
-    const Floats fromOriginal = RunStream(original, tail, n), fromAssigned = RunStream(assigned, tail, n);
-    a.insert(a.end(), fromOriginal.begin(), fromOriginal.end());
-    b.insert(b.end(), fromAssigned.begin(), fromAssigned.end());
-    ASSERT_EQ(reference.size(), a.size());
-    EXPECT_TRUE(BitEqual(reference.data(), a.data(), static_cast<int>(a.size())));
-    EXPECT_TRUE(BitEqual(reference.data(), b.data(), static_cast<int>(b.size())));
-
-    CInterpolator source;
-    source.Setup(n, 2.56f);
-    RunStream(source, head, n);
-    source.Add(rest.data());
-    CInterpolator moved(std::move(source)), target;
+    RunStream(copy, RandomFloats(4 * static_cast<int>(n), 52), n);  // the copy's own frames touch no other
+    CInterpolator moved(std::move(source));
     target.Setup(64, 2.0f);
     target = std::move(moved);
-    Floats c = out;
-    const Floats fromTarget = RunStream(target, tail, n);
-    c.insert(c.end(), fromTarget.begin(), fromTarget.end());
-    EXPECT_TRUE(BitEqual(reference.data(), c.data(), static_cast<int>(c.size())));
-    // A moved-from object is a new one: it holds nothing and produces nothing.
-    for (CInterpolator* gone : {&source, &moved}) {
+    for (CInterpolator* ip : {&original, &assigned, &target}) {
+        const Floats all = RunStream(*ip, tail, n, out);
+        ASSERT_EQ(reference.size(), all.size());
+        EXPECT_TRUE(BitEqual(reference.data(), all.data(), static_cast<int>(all.size())));
+    }
+    for (CInterpolator* gone : {&source, &moved}) {  // moved from: a new object
         gone->Add(stream.data());
         gone->Add(stream.data());
         EXPECT_TRUE(!gone->IsReadReady(1) && gone->Read(0) == nullptr);
