@@ -263,21 +263,7 @@ CInterpolator& CInterpolator::operator=(const CInterpolator& other)
         CopyFloats(input, other.inputBuffer, other.inputSize);
     if (output != nullptr)
         CopyFloats(output, other.outputBuffer, other.outputSize);
-    delete[] inputBuffer;
-    delete[] outputBuffer;
-    frameSize = other.frameSize;
-    inputSize = other.inputSize;
-    outputSize = other.outputSize;
-    inputBuffer = input;
-    frame = input != nullptr ? input + (other.frame - other.inputBuffer) : nullptr;
-    lookAhead = input != nullptr ? input + (other.lookAhead - other.inputBuffer) : nullptr;
-    outputBuffer = output;
-    ratio = other.ratio;
-    outputPerFrame = other.outputPerFrame;
-    outputCount = other.outputCount;
-    readPos = other.readPos;
-    primed = other.primed;
-    margin = other.margin;
+    Take(other, input, output);
     return *this;
 }
 
@@ -285,44 +271,35 @@ CInterpolator& CInterpolator::operator=(CInterpolator&& other) noexcept
 {
     if (this == &other)
         return *this;
-    delete[] inputBuffer;
-    delete[] outputBuffer;
-    frameSize = other.frameSize;
-    inputSize = other.inputSize;
-    outputSize = other.outputSize;
-    inputBuffer = other.inputBuffer;
-    frame = other.frame;
-    lookAhead = other.lookAhead;
-    outputBuffer = other.outputBuffer;
-    ratio = other.ratio;
-    outputPerFrame = other.outputPerFrame;
-    outputCount = other.outputCount;
-    readPos = other.readPos;
-    primed = other.primed;
-    margin = other.margin;
+    Take(other, other.inputBuffer, other.outputBuffer);
     other.inputBuffer = nullptr;
     other.outputBuffer = nullptr;
     other.Clear();
     return *this;
 }
 
-void CInterpolator::Clear()
+void CInterpolator::Take(const CInterpolator& other, float* input, float* output)
 {
     delete[] inputBuffer;
     delete[] outputBuffer;
-    frameSize = 0;
-    inputSize = 0;
-    outputSize = 0;
-    inputBuffer = nullptr;
-    frame = nullptr;
-    lookAhead = nullptr;
-    outputBuffer = nullptr;
-    ratio = 1.0;
-    outputPerFrame = 0;
-    outputCount = 0;
-    readPos = 0;
-    primed = false;
-    margin = static_cast<int>(kMargin);
+    frameSize = other.frameSize;
+    inputSize = other.inputSize;
+    outputSize = other.outputSize;
+    inputBuffer = input;
+    frame = input != nullptr ? input + kMargin : nullptr;
+    lookAhead = frame != nullptr ? frame + frameSize : nullptr;
+    outputBuffer = output;
+    ratio = other.ratio;
+    outputPerFrame = other.outputPerFrame;
+    outputCount = other.outputCount;
+    readPos = other.readPos;
+    primed = other.primed;
+    margin = other.margin;
+}
+
+void CInterpolator::Clear()
+{
+    Take(CInterpolator(), nullptr, nullptr);
 }
 
 void CInterpolator::SetSize(uint32_t& size, uint32_t newSize, float*& buffer)

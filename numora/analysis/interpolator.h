@@ -115,6 +115,9 @@ protected:
     int margin;               // context samples on each side, 20
 
 private:
+    // Frees both buffers and takes every field of other, with input and
+    // output as the buffers.
+    void Take(const CInterpolator& other, float* input, float* output);
     // Frees both buffers and returns every field to the new state.
     void Clear();
 };
