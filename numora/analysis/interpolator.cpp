@@ -65,7 +65,8 @@ const int kRowLength = 28;   // offsets -13 ... 14
 //     sum of double(x[i]) * Kerval(i - t), i = ceil(t - 13.140625) ... floor(t + 13.140625),
 // ascending, in double, with the range of i narrowed to [first, last].
 //
-// When dt is a multiple of 1/16 (ratios 2, 4, 8, 16) every t is exact and its
+// When dt is a multiple of 1/16 (ratios 2, 4, 8 and 16; in InterpolateMax also
+// ratios such as 1.6, whose float step 0.625 is exact) every t is exact and its
 // fractional part f is one of 16 phases. Each kernel value depends only on the
 // phase and on n = i - floor(t): i - t and n - f are the same real number, so
 // they round to the same double. The values are then read from a row per phase,

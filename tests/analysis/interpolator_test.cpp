@@ -33,11 +33,12 @@ long double BesselI0(long double x)
 
 long double KernelRule(int i)
 {
-    const long double t = i / 128.0L, pi = 3.141592653589793238462643383279L;
-    if (t > kReach)
+    const long double t = i / 128.0L, pi = 3.141592653589793238462643383279L,
+                      reach = static_cast<long double>(kReach);
+    if (t > reach)
         return 0.0L;
     const long double sinc = i == 0 ? 1.0L : std::sin(pi * t) / (pi * t);
-    const long double q = t / kReach;
+    const long double q = t / reach;
     return 0.999988L * sinc * BesselI0(9.014L * std::sqrt(1.0L - q * q)) / BesselI0(9.014L);
 }
 
