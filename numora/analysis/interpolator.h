@@ -53,6 +53,8 @@ NUMORA_API float InterpolateMax(float ratio, float* data, int n);
 // as a new object.
 // choice: a Setup that cannot get its buffers leaves the object as a new one
 // (no buffers, ratio 1.0), so Add does nothing and Read gives null.
+// choice: the fields are protected, so that only the operations change the
+// buffers and counts; a derived class may read them.
 class NUMORA_API CInterpolator {
 public:
     // No buffers, all counts 0, ratio 1.0, margin 20, not primed.
