@@ -28,5 +28,7 @@
 
 #include "numora/drive/random_phase.h"
 
+#include "numora/analysis/interpolator.h"
+
 #include "numora/units/eu_tables.h"
 #include "numora/units/eu_ops.h"
