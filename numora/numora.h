@@ -28,6 +28,9 @@
 
 #include "numora/drive/random_phase.h"
 
+#include "numora/compensation/taper.h"
+#include "numora/compensation/compensation.h"
+
 #include "numora/analysis/interpolator.h"
 
 #include "numora/units/eu_tables.h"
