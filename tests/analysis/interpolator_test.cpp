@@ -191,8 +191,10 @@ TEST(InterpolateMax, EqualsLargestKernelSumOnFloatStepGrid)
         float ratio;
         int n;
     };
-    // 1.0f / 1.6f is 0.625 exactly, so 1.6 visits eight phases of exact instants.
-    std::vector<Case> cases = {{2.56f, 300}, {4.0f, 97}, {1.6f, 50}, {3.0f, 40}, {10.24f, 5}, {1.5f, 2}, {7.0f, 1}};
+    // 1.0f / 1.6f is 0.625 exactly, so 1.6 visits eight phases of exact instants;
+    // 16 and 16/3 (step 0.1875) visit all sixteen.
+    std::vector<Case> cases = {{2.56f, 300}, {4.0f, 97},  {1.6f, 50}, {16.0f / 3.0f, 70}, {16.0f, 33},
+                               {3.0f, 40},   {10.24f, 5}, {1.5f, 2},  {7.0f, 1}};
     for (int n = 3; n < 30; ++n)  // short blocks: the maximum lies where the block's ends narrow the sum
         cases.push_back(Case{1.2f, n});
     for (const Case c : cases) {
