@@ -137,7 +137,7 @@ def source():
         "",
         "constexpr int kKernelEntries = %d;" % ENTRIES,
         "",
-        "constexpr double kKernelTable[kKernelEntries] = {",
+        "constexpr double KernelTable[kKernelEntries] = {",
     ]
     values = [literal(v) for v in entries()]
     for start in range(0, ENTRIES, 8):

@@ -10,7 +10,7 @@ namespace detail {
 
 constexpr int kKernelEntries = 1685;
 
-constexpr double kKernelTable[kKernelEntries] = {
+constexpr double KernelTable[kKernelEntries] = {
     0.999988, 0.999887, 0.999581, 0.999071, 0.998358, 0.997442, 0.996323, 0.995002,
     0.993479, 0.991754, 0.989829, 0.987704, 0.985380, 0.982857, 0.980137, 0.977220,
     0.974109, 0.970803, 0.967304, 0.963613, 0.959733, 0.955663, 0.951407, 0.946964,
