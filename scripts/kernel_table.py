@@ -15,15 +15,17 @@ entry i at an offset of t = i/128 input samples:
     0.999988 * sinc(t) * I0(beta * sqrt(1 - (t/L)^2)) / I0(beta),
 
 with sinc(t) = sin(pi t)/(pi t), I0 the modified Bessel function of order 0,
-beta = 9.014 and L = 13.140625 (1682/128), rounded to six decimals. Entries at
-whole t are exactly 0, and so are the two entries past L. Eleven rows carry the
-values of the library's published kernel, which the rule rounds up to one unit
-of the sixth decimal differently. Everything is evaluated in 50-digit decimal
-arithmetic, so the rounding to six decimals is the same on every machine.
+beta = 9.014 and L = 13.140625 (1682/128), cut toward zero to six decimals, as
+the library's kernel has always been given: so its entries at the quarter
+offsets 0.25, 0.75, 1.25 ... add up to 1.000001. Entries at whole t are
+exactly 0, and so are the two entries past L. Ten rows carry the values of the
+library's published kernel, three of which (entries 1, 2 and 64) lie one unit
+of the sixth decimal above the cut rule. Everything is evaluated in 50-digit
+decimal arithmetic, so the cut to six decimals is the same on every machine.
 """
 
 import sys
-from decimal import Decimal, ROUND_HALF_EVEN, getcontext
+from decimal import Decimal, ROUND_DOWN, getcontext
 
 getcontext().prec = 50
 
@@ -109,7 +111,7 @@ def entries():
         if i in FIXED:
             value = Decimal(FIXED[i])
         else:
-            value = exact.quantize(SIXTH, rounding=ROUND_HALF_EVEN)
+            value = exact.quantize(SIXTH, rounding=ROUND_DOWN)
         assert abs(value - exact) <= TOLERANCE, (i, value, exact)
         values.append(value)
     return values
@@ -135,7 +137,7 @@ def source():
         "",
         "constexpr int kKernelEntries = %d;" % ENTRIES,
         "",
-        "constexpr double kKernelTable[kKernelEntries] = {",
+        "constexpr double KernelTable[kKernelEntries] = {",
     ]
     values = [literal(v) for v in entries()]
     for start in range(0, ENTRIES, 8):

@@ -13,13 +13,13 @@ namespace math {
 namespace {
 
 using detail::kKernelEntries;
-using detail::kKernelTable;
+using detail::KernelTable;
 
-const double kStepsPerSample = 128.0;
-const double kHalfWidth = 13.140625;   // 1682 / 128: reach of the kernel on each side
-const double kGain = 0.999998;
-const int kLookupLimit = kKernelEntries - 1;
-const uint32_t kMargin = 20;           // context samples on each side of a frame
+const double KernelStepsPerSample = 128.0;
+const double KernelHalfWidth = 13.140625;  // 1682 / 128: reach of the kernel on each side
+const double KernelGain = 0.999998;
+const int KernelSize = kKernelEntries - 1;  // the lookup limit
+const uint32_t kMargin = 20;                // context samples on each side of a frame
 
 // An entry of the kernel and the difference to the next one, the two numbers
 // that a linear lookup reads. The difference is the same double subtraction
@@ -30,14 +30,14 @@ struct KernelStep {
 };
 
 struct KernelSteps {
-    KernelStep step[kLookupLimit];
+    KernelStep step[KernelSize];
 };
 
 constexpr KernelSteps MakeKernelSteps()
 {
     KernelSteps s{};
-    for (int i = 0; i < kLookupLimit; ++i)
-        s.step[i] = KernelStep{kKernelTable[i], kKernelTable[i + 1] - kKernelTable[i]};
+    for (int i = 0; i < KernelSize; ++i)
+        s.step[i] = KernelStep{KernelTable[i], KernelTable[i + 1] - KernelTable[i]};
     return s;
 }
 
@@ -47,15 +47,15 @@ constexpr KernelSteps kSteps = MakeKernelSteps();
 // take a rounding of the offset, so the index stays below 1684 without a test.
 inline double KernelAt(double d)
 {
-    const double u = kStepsPerSample * std::fabs(d);
+    const double u = KernelStepsPerSample * std::fabs(d);
     const int k = static_cast<int>(u);
     const KernelStep& s = kSteps.step[k];
     return s.value + s.slope * (u - static_cast<double>(k));
 }
 
 // First and last sample that the kernel reaches from time t.
-inline std::ptrdiff_t FirstReached(double t) { return static_cast<std::ptrdiff_t>(std::ceil(t - kHalfWidth)); }
-inline std::ptrdiff_t LastReached(double t) { return static_cast<std::ptrdiff_t>(std::floor(t + kHalfWidth)); }
+inline std::ptrdiff_t FirstReached(double t) { return static_cast<std::ptrdiff_t>(std::ceil(t - KernelHalfWidth)); }
+inline std::ptrdiff_t LastReached(double t) { return static_cast<std::ptrdiff_t>(std::floor(t + KernelHalfWidth)); }
 
 const int kPhases = 16;      // phase resolution of the phased path: t a multiple of 1/16
 const int kRowStart = -13;   // first offset from floor(t) that the kernel reaches
@@ -183,13 +183,13 @@ void CopyFloats(float* to, const float* from, uint32_t n)
 
 double Kerval(double x)
 {
-    const double u = kStepsPerSample * std::fabs(x);
+    const double u = KernelStepsPerSample * std::fabs(x);
     // Written as a test on u, so that offsets far out (or NaN) never reach
     // the conversion to int.
-    if (!(u < static_cast<double>(kLookupLimit)))
+    if (!(u < static_cast<double>(KernelSize)))
         return 0.0;
     const int i = static_cast<int>(u);
-    return kKernelTable[i] + (kKernelTable[i + 1] - kKernelTable[i]) * (u - static_cast<double>(i));
+    return KernelTable[i] + (KernelTable[i + 1] - KernelTable[i]) * (u - static_cast<double>(i));
 }
 
 float InterpolateMax(float ratio, float* data, int n)
@@ -208,13 +208,13 @@ float InterpolateMax(float ratio, float* data, int n)
         double v[4];
         sums.Four(data, j, 0, n - 1, v);
         for (int l = 0; l < 4; ++l) {
-            const double value = kGain * v[l];
+            const double value = KernelGain * v[l];
             if (value > largest)
                 largest = value;
         }
     }
     for (; j < m; ++j) {
-        const double v = kGain * sums.One(data, j, 0, n - 1);
+        const double v = KernelGain * sums.One(data, j, 0, n - 1);
         if (v > largest)
             largest = v;
     }
@@ -364,10 +364,10 @@ void CInterpolator::Add(float* newFrame)
         double v[4];
         sums.Four(frame, j, first, last, v);
         for (int l = 0; l < 4; ++l)
-            out[j + static_cast<uint32_t>(l)] = static_cast<float>(kGain * v[l]);
+            out[j + static_cast<uint32_t>(l)] = static_cast<float>(KernelGain * v[l]);
     }
     for (; j < outputPerFrame; ++j)
-        out[j] = static_cast<float>(kGain * sums.One(frame, j, first, last));
+        out[j] = static_cast<float>(KernelGain * sums.One(frame, j, first, last));
     outputCount = outputPerFrame + unread;
     readPos = 0;
     CopyFloats(frame - kMargin, frame + frameSize - kMargin, kMargin);
