@@ -177,19 +177,20 @@ struct Plain {
 namespace detail {
 
 // Element type and lane count of a vector type; a scalar is one lane.
-template <typename V>
-struct Traits {
-    static_assert(std::is_same<V, float>::value || std::is_same<V, double>::value,
-                  "a vector type of this header, float or double");
-    using Element = V;
-    static constexpr int kLanes = 1;
-};
-
 template <typename T, int W>
-struct Traits<Plain<T, W>> {
+struct LanesOf {
     using Element = T;
     static constexpr int kLanes = W;
 };
+
+template <typename V>
+struct Traits : LanesOf<V, 1> {
+    static_assert(std::is_same<V, float>::value || std::is_same<V, double>::value,
+                  "a vector type of this header, float or double");
+};
+
+template <typename T, int W>
+struct Traits<Plain<T, W>> : LanesOf<T, W> {};
 
 template <typename V>
 struct IsPlain : std::false_type {};
@@ -203,25 +204,13 @@ struct Gnu {
 };
 
 template <>
-struct Traits<Gnu<float, 4>::Type> {
-    using Element = float;
-    static constexpr int kLanes = 4;
-};
+struct Traits<Gnu<float, 4>::Type> : LanesOf<float, 4> {};
 template <>
-struct Traits<Gnu<float, 8>::Type> {
-    using Element = float;
-    static constexpr int kLanes = 8;
-};
+struct Traits<Gnu<float, 8>::Type> : LanesOf<float, 8> {};
 template <>
-struct Traits<Gnu<double, 2>::Type> {
-    using Element = double;
-    static constexpr int kLanes = 2;
-};
+struct Traits<Gnu<double, 2>::Type> : LanesOf<double, 2> {};
 template <>
-struct Traits<Gnu<double, 4>::Type> {
-    using Element = double;
-    static constexpr int kLanes = 4;
-};
+struct Traits<Gnu<double, 4>::Type> : LanesOf<double, 4> {};
 
 template <typename T, int W>
 using VecOf = typename Gnu<T, W>::Type;
