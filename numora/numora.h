@@ -25,3 +25,5 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+
+#include "numora/analysis/time_filter.h"

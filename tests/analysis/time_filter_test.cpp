@@ -1,0 +1,481 @@
+#include "numora/analysis/time_filter.h"
+
+#include <cmath>
+#include <complex>
+#include <cstring>
+#include <vector>
+
+#include "tests/support/support.h"
+
+namespace {
+
+using numora_test::AllocationCount;
+using numora_test::BitEqual;
+using numora_test::RandomFloats;
+using numora_test::SameBits;
+using qv::math::CSectionFilter;
+using qv::math::CTimeFilter;
+using Cx = std::complex<double>;
+
+const double kPi = 3.14159265358979323846;
+const CTimeFilter::Type kTypes[] = {CTimeFilter::Butterworth, CTimeFilter::Bessel, CTimeFilter::Chebyshev};
+const CTimeFilter::Shape kShapes[] = {CTimeFilter::LowPass, CTimeFilter::HighPass, CTimeFilter::BandPass,
+                                      CTimeFilter::BandStop};
+
+bool IsBandShape(CTimeFilter::Shape shape)
+{
+    return shape == CTimeFilter::BandPass || shape == CTimeFilter::BandStop;
+}
+
+// ---- Analytic responses ----------------------------------------------------
+
+// Coefficients of the reverse Bessel polynomial of order n, lowest power first:
+// a_k = (2n - k)! / (2^(n-k) k! (n-k)!).
+std::vector<double> ReverseBessel(int n)
+{
+    auto fact = [](int k) {
+        double f = 1.0;
+        for (int i = 2; i <= k; ++i)
+            f *= i;
+        return f;
+    };
+    std::vector<double> a(static_cast<size_t>(n) + 1);
+    for (int k = 0; k <= n; ++k)
+        a[static_cast<size_t>(k)] = fact(2 * n - k) / (std::ldexp(1.0, n - k) * fact(k) * fact(n - k));
+    return a;
+}
+
+double BesselAbs(const std::vector<double>& a, double w)
+{
+    Cx s(0.0, w), v(0.0, 0.0);
+    for (size_t k = a.size(); k-- > 0;)
+        v = v * s + a[k];
+    return std::abs(v);
+}
+
+// Magnitude of the analog prototype at w rad/s: Butterworth and Chebyshev I
+// by their closed forms, Bessel from its polynomial scaled to -3 dB at 1 rad/s.
+double PrototypeMag(CTimeFilter::Type type, int n, double w, double rippleDb = -1.0)
+{
+    if (type == CTimeFilter::Butterworth)
+        return 1.0 / std::sqrt(1.0 + std::pow(w, 2.0 * n));
+    if (type == CTimeFilter::Chebyshev) {
+        const double eps2 = std::pow(10.0, -rippleDb / 10.0) - 1.0;
+        const double t = w <= 1.0 ? std::cos(n * std::acos(w)) : std::cosh(n * std::acosh(w));
+        return 1.0 / std::sqrt(1.0 + eps2 * t * t);
+    }
+    const std::vector<double> a = ReverseBessel(n);
+    double lo = 0.0, hi = 10.0;  // |theta(jw)| rises with w: find where it is sqrt(2) * a0
+    for (int i = 0; i < 200; ++i) {
+        const double mid = 0.5 * (lo + hi);
+        (BesselAbs(a, mid) < std::sqrt(2.0) * a[0] ? lo : hi) = mid;
+    }
+    return a[0] / BesselAbs(a, w * 0.5 * (lo + hi));
+}
+
+// Expected magnitude of the digital filter at hz: the prototype at the
+// frequency that the shape's transform and the bilinear warping map hz to,
+// over the prototype at the gain reference (0, or the arithmetic band centre
+// for band-pass). f1 and f2 are the stored (limited) edges.
+double Analytic(CTimeFilter::Type type, CTimeFilter::Shape shape, int n, float f1, float f2, float fs, double hz)
+{
+    const double w1 = 2.0 * std::tan(kPi * static_cast<double>(f1 / fs));
+    const double w2 = 2.0 * std::tan(kPi * static_cast<double>(f2 / fs));
+    const double w0sq = w1 * w2, bw = w2 - w1;
+    auto lambda = [&](double om) {
+        switch (shape) {
+        case CTimeFilter::LowPass: return om / w1;
+        case CTimeFilter::HighPass: return w1 / om;
+        case CTimeFilter::BandPass: return std::fabs(om * om - w0sq) / (om * bw);
+        default: return om * bw / std::fabs(w0sq - om * om);
+        }
+    };
+    const double om = 2.0 * std::tan(kPi * hz / static_cast<double>(fs));
+    const double centre = 2.0 * std::tan(kPi * 0.5 * (static_cast<double>(f1 / fs) + static_cast<double>(f2 / fs)));
+    const double ref = shape == CTimeFilter::BandPass ? lambda(centre) : 0.0;
+    return PrototypeMag(type, n, lambda(om)) / PrototypeMag(type, n, ref);
+}
+
+// Response of the direct form from its coefficients:
+// gain * sum(xcoeffs[i] z^i) / -sum(ycoeffs[i] z^i).
+Cx DirectResponse(const CTimeFilter& f, double hz)
+{
+    const Cx z = std::polar(1.0, 2.0 * kPi * hz / static_cast<double>(f.params.sampleRate));
+    Cx num = 0.0, den = 0.0;
+    for (int i = f.numZeros; i >= 0; --i)
+        num = num * z + f.xcoeffs[i];
+    for (int i = f.numPoles; i >= 0; --i)
+        den = den * z - f.ycoeffs[i];
+    return static_cast<double>(f.gain) * num / den;
+}
+
+// Response of the cascade from its section coefficients.
+Cx SectionResponse(const CSectionFilter& f, double hz)
+{
+    const Cx u = std::polar(1.0, -2.0 * kPi * hz / static_cast<double>(f.SampleRate()));
+    Cx h = 1.0;
+    for (int i = 0; i < f.SectionCount(); ++i) {
+        const CSectionFilter::Section& s = f.GetSection(i);
+        h *= (s.b0 + u * (s.b1 + u * s.b2)) / (1.0 + u * (s.a1 + u * s.a2));
+    }
+    return h;
+}
+
+// Test frequencies: a log grid over the whole band plus the band edges and centre.
+std::vector<double> Grid(float f1, float f2, float fs)
+{
+    std::vector<double> g;
+    const double rate = static_cast<double>(fs);
+    for (double f = 0.0005 * rate; f < 0.49 * rate; f *= 1.3)
+        g.push_back(f);
+    g.push_back(static_cast<double>(f1));
+    if (f2 > 0.0f) {
+        g.push_back(static_cast<double>(f2));
+        g.push_back(0.5 * (static_cast<double>(f1) + static_cast<double>(f2)));
+    }
+    return g;
+}
+
+// Largest relative error of a response against the analytic magnitude, over
+// frequencies where that magnitude is at least `floor`.
+template <typename Response>
+double WorstError(CTimeFilter::Type type, CTimeFilter::Shape shape, int n, float f1, float f2, float fs,
+                  Response response, double floor)
+{
+    double worst = 0.0;
+    for (double hz : Grid(f1, f2, fs)) {
+        const double a = Analytic(type, shape, n, f1, f2, fs, hz);
+        if (a < floor)
+            continue;
+        worst = std::max(worst, std::fabs(std::abs(response(hz)) - a) / a);
+    }
+    return worst;
+}
+
+// The direct form as plainly written: shift both histories by one place,
+// then the two sums in ascending index. Takes coefficients, gain and history
+// from a filter.
+struct ShiftingReference {
+    explicit ShiftingReference(const CTimeFilter& f)
+        : xc(f.xcoeffs, f.xcoeffs + 513), yc(f.ycoeffs, f.ycoeffs + 513), xv(f.xv, f.xv + 513),
+          yv(f.yv, f.yv + 513), gain(f.gain), nz(f.numZeros), np(f.numPoles)
+    {
+    }
+    float Step(float x)
+    {
+        for (int i = 0; i < nz; ++i)
+            xv[i] = xv[i + 1];
+        xv[nz] = static_cast<double>(gain * x);
+        for (int i = 0; i < np; ++i)
+            yv[i] = yv[i + 1];
+        double sx = 0.0, sy = 0.0;
+        for (int i = 0; i <= nz; ++i)
+            sx += xc[i] * xv[i];
+        for (int i = 0; i < np; ++i)
+            sy += yc[i] * yv[i];
+        yv[np] = sy + sx;
+        return static_cast<float>(yv[np]);
+    }
+    std::vector<double> xc, yc, xv, yv;
+    float gain;
+    int nz, np;
+};
+
+// The cascade as plainly written: transposed direct form II per section.
+struct CascadeReference {
+    explicit CascadeReference(const CSectionFilter& f) : state(static_cast<size_t>(f.SectionCount()) * 2, 0.0)
+    {
+        for (int i = 0; i < f.SectionCount(); ++i)
+            sections.push_back(f.GetSection(i));
+    }
+    float Step(float x)
+    {
+        double v = static_cast<double>(x);
+        for (size_t i = 0; i < sections.size(); ++i) {
+            const CSectionFilter::Section& s = sections[i];
+            const double y = s.b0 * v + state[2 * i];
+            state[2 * i] = (s.b1 * v - s.a1 * y) + state[2 * i + 1];
+            state[2 * i + 1] = s.b2 * v - s.a2 * y;
+            v = y;
+        }
+        return static_cast<float>(v);
+    }
+    std::vector<CSectionFilter::Section> sections;
+    std::vector<double> state;
+};
+
+// Radii of the two poles of 1 + a1 z^-1 + a2 z^-2.
+void PoleRadii(const CSectionFilter::Section& s, double& r1, double& r2)
+{
+    const double disc = s.a1 * s.a1 - 4.0 * s.a2;
+    if (disc < 0.0) {
+        r1 = r2 = std::sqrt(s.a2);
+    } else {
+        r1 = std::fabs(0.5 * (-s.a1 + std::sqrt(disc)));
+        r2 = std::fabs(0.5 * (-s.a1 - std::sqrt(disc)));
+    }
+}
+
+// Exposes the protected design call.
+struct OpenFilter : CTimeFilter {
+    using CTimeFilter::GetFilterConstants;
+};
+
+}  // namespace
+
+// ---- Responses ---------------------------------------------------------------
+
+TEST(TimeFilterResponse, MatchesAnalyticMagnitudeForEveryCharacteristicAndShape)
+{
+    // Bands well above the fragile low-frequency corner; the float gain
+    // limits the agreement to about 1e-7 relative.
+    const float bands[][2] = {{2000.0f, 4000.0f}, {15000.0f, 19000.0f}};
+    for (const auto& band : bands) {
+        for (auto type : kTypes) {
+            for (auto shape : kShapes) {
+                for (int n = 1; n <= 4; ++n) {
+                    CTimeFilter f;
+                    f.Initialize(band[0], band[1], 51200.0f, type, shape, n);
+                    ASSERT_EQ(0, f.unstable);
+                    const double err = WorstError(type, shape, n, f.params.f1, f.params.f2, 51200.0f,
+                                                  [&](double hz) { return DirectResponse(f, hz); }, 1e-3);
+                    EXPECT_LT(err, 1e-6) << "type " << type << " shape " << shape << " order " << n;
+                }
+            }
+        }
+    }
+}
+
+TEST(SectionFilterResponse, MatchesAnalyticMagnitudeAtEveryOrderAndShapeAndIsStable)
+{
+    // Middle, low (where the direct form breaks down) and high corner frequencies.
+    const float bands[][2] = {{2000.0f, 4000.0f}, {40.0f, 120.0f}, {15000.0f, 19000.0f}};
+    for (const auto& band : bands) {
+        for (auto type : kTypes) {
+            for (auto shape : kShapes) {
+                for (int n = 1; n <= 10; ++n) {
+                    CSectionFilter f;
+                    ASSERT_EQ(0, f.Initialize(band[0], band[1], 51200.0f, type, shape, n));
+                    const int poles = IsBandShape(shape) ? 2 * n : n;
+                    EXPECT_EQ((poles + 1) / 2, f.SectionCount());
+                    const double err = WorstError(type, shape, n, f.F1(), f.F2(), 51200.0f,
+                                                  [&](double hz) { return SectionResponse(f, hz); }, 0.0);
+                    EXPECT_LT(err, 1e-9) << "band " << band[0] << " type " << type << " shape " << shape
+                                         << " order " << n;
+                    // Every pole inside the unit circle; the section holding the
+                    // pole closest to the circle runs last.
+                    double previous = 2.0;
+                    for (int i = 0; i < f.SectionCount(); ++i) {
+                        double r1, r2;
+                        PoleRadii(f.GetSection(i), r1, r2);
+                        EXPECT_LT(std::max(r1, r2), 1.0);
+                        const double distance = std::min(std::fabs(1.0 - r1), std::fabs(1.0 - r2));
+                        EXPECT_LE(distance, previous);
+                        previous = distance;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(FragileDesigns, SectionsStayExactWhereTheExpandedDirectFormBreaks)
+{
+    // Low corners at 51.2 kHz put 6 to 16 poles close to z = 1. Expanded into
+    // one polynomial, their roots drift onto or past the unit circle. The
+    // probe flags some of these designs and misses the order-6 Bessel
+    // high-pass, whose impulse response still grows without bound.
+    struct Case {
+        CTimeFilter::Type type;
+        CTimeFilter::Shape shape;
+        int order;
+        float f1, f2;
+        int probe;
+    };
+    const Case cases[] = {
+        {CTimeFilter::Butterworth, CTimeFilter::BandPass, 8, 40.0f, 80.0f, 1},  // widened to 40-120 Hz
+        {CTimeFilter::Chebyshev, CTimeFilter::BandPass, 8, 40.0f, 80.0f, 1},
+        {CTimeFilter::Bessel, CTimeFilter::BandPass, 4, 40.0f, 80.0f, 1},
+        {CTimeFilter::Bessel, CTimeFilter::HighPass, 6, 40.0f, 0.0f, 0},
+        {CTimeFilter::Butterworth, CTimeFilter::HighPass, 7, 40.0f, 0.0f, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "type " << c.type << " shape " << c.shape << " order " << c.order);
+        CTimeFilter direct;
+        direct.Initialize(c.f1, c.f2, 51200.0f, c.type, c.shape, c.order);
+        CSectionFilter sections;
+        ASSERT_EQ(0, sections.Initialize(c.f1, c.f2, 51200.0f, c.type, c.shape, c.order));
+        EXPECT_EQ(c.probe, direct.unstable);
+        EXPECT_EQ(c.probe != 0, direct.maxAmp > 2.0f);
+
+        // Direct form: the response is far from the design; sections: exact.
+        const float f1 = direct.params.f1, f2 = direct.params.f2;
+        EXPECT_GT(WorstError(c.type, c.shape, c.order, f1, f2, 51200.0f,
+                             [&](double hz) { return DirectResponse(direct, hz); }, 1e-3),
+                  0.1);
+        EXPECT_LT(WorstError(c.type, c.shape, c.order, f1, f2, 51200.0f,
+                             [&](double hz) { return SectionResponse(sections, hz); }, 0.0),
+                  1e-9);
+
+        // Impulse responses: the direct form grows past 1e6, the sections decay.
+        int blowUp = -1;
+        float tail = 0.0f, peak = 0.0f;
+        for (int k = 0; k < 100000; ++k) {
+            const float x = k == 0 ? 1.0f : 0.0f;
+            const float y = direct.Apply(x);
+            if (blowUp < 0 && !(std::fabs(y) < 1e6f))
+                blowUp = k;
+            tail = sections.Apply(x);
+            peak = std::max(peak, std::fabs(tail));
+        }
+        EXPECT_GE(blowUp, 0);
+        EXPECT_LT(std::fabs(tail), 1e-6f);
+        EXPECT_LT(peak, 1.0f);
+    }
+}
+
+TEST(SectionFilter, AgreesWithDirectFormWithinFloatRoundingOnWellConditionedDesigns)
+{
+    const std::vector<float> input = RandomFloats(3000, 7u);
+    for (auto type : kTypes) {
+        for (auto shape : kShapes) {
+            for (int n = 1; n <= 4; ++n) {
+                CTimeFilter direct;
+                direct.Initialize(2000.0f, 4000.0f, 51200.0f, type, shape, n);
+                CSectionFilter sections;
+                ASSERT_EQ(0, sections.Initialize(2000.0f, 4000.0f, 51200.0f, type, shape, n));
+                std::vector<float> a = input, b = input;
+                direct.Apply(a.data(), 3000);
+                sections.Apply(b.data(), 3000);
+                float worst = 0.0f;
+                for (int k = 0; k < 3000; ++k)
+                    worst = std::max(worst, std::fabs(a[k] - b[k]));
+                EXPECT_LT(worst, 2e-6f * direct.maxAmp) << "type " << type << " shape " << shape << " order " << n;
+            }
+        }
+    }
+}
+
+TEST(SectionFilter, PairsPolesWithTheirNearestZeros)
+{
+    // Odd low-pass: poles {p, conj p, real r} plus a pole and a zero at the
+    // origin; zeros {-1, -1, -1, 0}. The pair, closer to the unit circle,
+    // takes the nearest zero (the origin) and the nearest real one after it
+    // (-1) and runs last; the real pole and the origin pole take -1, -1.
+    CSectionFilter lp;
+    ASSERT_EQ(0, lp.Initialize(2000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 3));
+    ASSERT_EQ(2, lp.SectionCount());
+    const CSectionFilter::Section& first = lp.GetSection(0);
+    const CSectionFilter::Section& last = lp.GetSection(1);
+    EXPECT_EQ(0.0, first.a2);  // real pole with the origin
+    EXPECT_NEAR(2.0, first.b1 / first.b0, 1e-15);
+    EXPECT_NEAR(1.0, first.b2 / first.b0, 1e-15);
+    EXPECT_GT(last.a1 * last.a1, 0.0);
+    EXPECT_LT(last.a1 * last.a1 - 4.0 * last.a2, 0.0);  // complex pair
+    EXPECT_NEAR(1.0, last.b1 / last.b0, 1e-15);
+    EXPECT_EQ(0.0, last.b2);
+
+    // Band-pass in the lower half of the band: both pole pairs lie nearer z = 1
+    // than z = -1; the one closest to the circle takes the zeros at 1, the
+    // other those at -1.
+    CSectionFilter bp;
+    ASSERT_EQ(0, bp.Initialize(2000.0f, 4000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 2));
+    ASSERT_EQ(2, bp.SectionCount());
+    EXPECT_NEAR(2.0, bp.GetSection(0).b1 / bp.GetSection(0).b0, 1e-15);
+    EXPECT_NEAR(-2.0, bp.GetSection(1).b1 / bp.GetSection(1).b0, 1e-15);
+}
+
+// ---- Running the filters -------------------------------------------------------
+
+TEST(TimeFilterApply, IsBitIdenticalToTheShiftingFormAcrossBlockBoundaries)
+{
+    struct Design {
+        CTimeFilter::Type type;
+        CTimeFilter::Shape shape;
+        int order;
+    };
+    // 20 poles (the widest history), 1 pole, and no poles at all.
+    const Design designs[] = {{CTimeFilter::Chebyshev, CTimeFilter::BandPass, 10},
+                              {CTimeFilter::Butterworth, CTimeFilter::LowPass, 1},
+                              {static_cast<CTimeFilter::Type>(7), CTimeFilter::HighPass, 3}};
+    // Block sizes around the 492 samples that fit after a 20-pole history.
+    const int blocks[] = {1, 5, 491, 492, 493, 1200, 4096, 2};
+    const std::vector<float> input = RandomFloats(10000, 3u);
+    for (const Design& d : designs) {
+        CTimeFilter f;
+        f.Initialize(2000.0f, 2600.0f, 51200.0f, d.type, d.shape, d.order);
+        ShiftingReference ref(f);
+        std::vector<float> data = input;
+        size_t at = 0;
+        for (int n : blocks) {
+            std::vector<float> expected(data.begin() + static_cast<long>(at), data.begin() + static_cast<long>(at) + n);
+            float peak = 0.0f;
+            for (int k = 0; k < n; ++k) {
+                expected[static_cast<size_t>(k)] = ref.Step(expected[static_cast<size_t>(k)]);
+                peak = k == 0 ? std::fabs(expected[0]) : std::max(peak, std::fabs(expected[static_cast<size_t>(k)]));
+            }
+            const size_t before = AllocationCount();
+            f.Apply(data.data() + at, n);
+            EXPECT_EQ(before, AllocationCount());
+            ASSERT_TRUE(BitEqual(expected.data(), data.data() + at, n)) << "block of " << n;
+            EXPECT_TRUE(SameBits(peak, f.maxAmp));
+            at += static_cast<size_t>(n);
+        }
+        // The history is left as the shifting form leaves it, and the single
+        // sample call carries on from it.
+        EXPECT_TRUE(BitEqual(ref.xv.data(), f.xv, f.numZeros + 1));
+        EXPECT_TRUE(BitEqual(ref.yv.data(), f.yv, f.numPoles + 1));
+        for (int k = 0; k < 50; ++k)
+            ASSERT_TRUE(SameBits(ref.Step(input[static_cast<size_t>(k)]), f.Apply(input[static_cast<size_t>(k)])));
+    }
+}
+
+TEST(TimeFilterApply, PeakRestartsPerBlockAndRunsOnAcrossSingleSamples)
+{
+    CTimeFilter f;
+    f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 2);
+    std::vector<float> loud(200, 1.0f), quiet(3, 0.0f);
+    f.Apply(loud.data(), 200);
+    const float loudPeak = f.maxAmp;
+    EXPECT_NEAR(1.0f, loudPeak, 0.1f);
+    f.Reset();
+    f.Apply(quiet.data(), 3);  // a new block replaces the peak, even by 0
+    EXPECT_EQ(0.0f, f.maxAmp);
+    float* none = nullptr;
+    f.maxAmp = 5.0f;
+    f.Apply(none, 0);
+    f.Apply(none, -1);
+    EXPECT_EQ(5.0f, f.maxAmp);
+    f.ResetMaxAmp();
+    float expected = 0.0f;
+    for (int k = 0; k < 300; ++k)  // a step, then silence: the peak stays
+        expected = std::max(expected, std::fabs(f.Apply(k < 100 ? 1.0f : 0.0f)));
+    EXPECT_GT(expected, 1.0f);  // the overshoot of the step
+    EXPECT_EQ(expected, f.maxAmp);
+}
+
+TEST(SectionFilterApply, IsThePlainCascadeWithoutAllocation)
+{
+    CSectionFilter f;
+    ASSERT_EQ(0, f.Initialize(300.0f, 900.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::BandStop, 7, -0.5f));
+    CascadeReference ref(f);
+    std::vector<float> data = RandomFloats(5000, 11u), expected = data;
+    float peak = 0.0f;
+    for (size_t k = 0; k < expected.size(); ++k) {
+        expected[k] = ref.Step(expected[k]);
+        peak = std::max(peak, std::fabs(expected[k]));
+    }
+    const size_t before = AllocationCount();
+    f.Apply(data.data(), 3000);
+    for (size_t k = 3000; k < 5000; ++k)
+        data[k] = f.Apply(data[k]);
+    EXPECT_EQ(before, AllocationCount());
+    EXPECT_TRUE(BitEqual(expected.data(), data.data(), 5000));
+    EXPECT_TRUE(SameBits(peak, f.MaxAmp()));
+    f.ResetMaxAmp();
+    f.Apply(data.data(), 0);
+    EXPECT_EQ(0.0f, f.MaxAmp());
+    // A fresh filter passes samples unchanged.
+    CSectionFilter plain;
+    EXPECT_EQ(0.25f, plain.Apply(0.25f));
+}
