@@ -882,6 +882,17 @@ void CSectionFilter::Apply(float* data, int n)
     }
 }
 
+void CSectionFilter::Apply(double* data, int n)
+{
+    for (int k = 0; k < n; ++k) {
+        const double y = RunSections(sections_, state_, count_, data[k]);
+        data[k] = y;
+        const float mag = static_cast<float>(std::fabs(y));
+        if (k == 0 || mag > maxAmp_)
+            maxAmp_ = mag;
+    }
+}
+
 float CSectionFilter::Apply(float x)
 {
     const float y = static_cast<float>(RunSections(sections_, state_, count_, static_cast<double>(x)));

@@ -214,6 +214,9 @@ public:
     // y = b0*x + s1, s1 = (b1*x - a1*y) + s2, s2 = b2*x - a2*y; one rounding
     // to float per output.
     void Apply(float* data, int n);
+    // Filters n double samples in place, without any rounding to float but the
+    // peak's; n below 1 does nothing.
+    void Apply(double* data, int n);
     // Filters one sample and returns the output; the peak keeps the running maximum.
     float Apply(float x);
 

@@ -1,5 +1,7 @@
 #include "numora/analysis/time_filter.h"
 
+#include "numora/foundation/complex.h"
+
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -188,9 +190,8 @@ struct CascadeReference {
         for (int i = 0; i < f.SectionCount(); ++i)
             sections.push_back(f.GetSection(i));
     }
-    float Step(float x)
+    double Step(double v)
     {
-        double v = static_cast<double>(x);
         for (size_t i = 0; i < sections.size(); ++i) {
             const CSectionFilter::Section& s = sections[i];
             const double y = s.b0 * v + state[2 * i];
@@ -198,7 +199,7 @@ struct CascadeReference {
             state[2 * i + 1] = s.b2 * v - s.a2 * y;
             v = y;
         }
-        return static_cast<float>(v);
+        return v;
     }
     std::vector<CSectionFilter::Section> sections;
     std::vector<double> state;
@@ -458,24 +459,269 @@ TEST(SectionFilterApply, IsThePlainCascadeWithoutAllocation)
 {
     CSectionFilter f;
     ASSERT_EQ(0, f.Initialize(300.0f, 900.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::BandStop, 7, -0.5f));
+    CSectionFilter twin(f);
     CascadeReference ref(f);
     std::vector<float> data = RandomFloats(5000, 11u), expected = data;
+    std::vector<double> wide(data.begin(), data.end()), wideExpected = wide;
     float peak = 0.0f;
     for (size_t k = 0; k < expected.size(); ++k) {
-        expected[k] = ref.Step(expected[k]);
+        wideExpected[k] = ref.Step(wideExpected[k]);
+        expected[k] = static_cast<float>(wideExpected[k]);
         peak = std::max(peak, std::fabs(expected[k]));
     }
     const size_t before = AllocationCount();
     f.Apply(data.data(), 3000);
     for (size_t k = 3000; k < 5000; ++k)
         data[k] = f.Apply(data[k]);
+    twin.Apply(wide.data(), 5000);
     EXPECT_EQ(before, AllocationCount());
     EXPECT_TRUE(BitEqual(expected.data(), data.data(), 5000));
+    EXPECT_TRUE(BitEqual(wideExpected.data(), wide.data(), 5000));
     EXPECT_TRUE(SameBits(peak, f.MaxAmp()));
-    f.ResetMaxAmp();
-    f.Apply(data.data(), 0);
+    EXPECT_TRUE(SameBits(peak, twin.MaxAmp()));
+    // A block restarts the peak, an empty one leaves it.
+    std::vector<float> quiet(4, 0.0f);
+    f.Reset();
+    f.Apply(quiet.data(), 4);
     EXPECT_EQ(0.0f, f.MaxAmp());
+    f.Apply(1.0f);
+    const float single = f.MaxAmp();
+    EXPECT_GT(single, 0.0f);
+    f.Apply(quiet.data(), 0);
+    EXPECT_EQ(single, f.MaxAmp());
     // A fresh filter passes samples unchanged.
     CSectionFilter plain;
     EXPECT_EQ(0.25f, plain.Apply(0.25f));
+}
+
+// ---- Design ----------------------------------------------------------------------
+
+TEST(TimeFilterDesign, OrderOneChebyshevMatchesTheDesignWorkedByHand)
+{
+    CTimeFilter f;
+    f.params.rippleDb = -0.55f;  // asinh(1/e) in place of the logarithm would move the pole by a bit
+    f.Initialize(2000.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 1);
+    // The prototype pole (cos pi, sin pi) on the ellipse, scaled by the
+    // prewarped corner (2000 / 51200 = 5/128 exactly), then z = (2 + s) / (2 - s).
+    // volatile keeps the compiler from folding the calls with its own exact
+    // arithmetic: the library's values come from the run-time math library.
+    volatile double ripple = static_cast<double>(-0.55f), alpha = 0.0390625, pi = kPi;
+    const double e = std::sqrt(std::pow(10.0, -ripple / 10.0) - 1.0);
+    const double y = std::log(1.0 / e + std::sqrt((1.0 / e) * (1.0 / e) + 1.0));
+    const double w1 = 2.0 * kPi * (std::tan(kPi * alpha) / kPi);
+    const double sre = w1 * (std::cos(pi) * std::sinh(y)), sim = w1 * (std::sin(pi) * std::cosh(y));
+    const double are = 2.0 + sre, aim = sim, bre = 2.0 - sre, bim = 0.0 - sim;
+    const double zre = (aim * bim + are * bre) / (bim * bim + bre * bre);
+    EXPECT_TRUE(SameBits(zre, f.ycoeffs[0]));
+    EXPECT_EQ(-1.0, f.ycoeffs[1]);
+    EXPECT_EQ(1.0, f.xcoeffs[0]);  // the zero at z = -1
+    EXPECT_EQ(1.0, f.xcoeffs[1]);
+    EXPECT_EQ(1, f.numPoles);
+    EXPECT_EQ(1, f.numZeros);
+    EXPECT_EQ(0x24u, f.params.options);
+    EXPECT_EQ(0x24, f.designOptions);
+}
+
+TEST(TimeFilterDesign, FailuresReportTheirCodeAndLeaveAFilterThatGivesZero)
+{
+    OpenFilter f;
+    f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 4);
+    const float gain = f.gain;
+    ASSERT_EQ(0, f.unstable);
+    f.params.rippleDb = 0.0f;
+    EXPECT_EQ(-3, f.GetFilterConstants(&f.params));
+    f.params.rippleDb = -4000.0f;  // 10^400 overflows, e is infinite and y is 0
+    EXPECT_EQ(-4, f.GetFilterConstants(&f.params));
+    f.params.order = -2;  // a negative order makes y negative
+    f.params.rippleDb = -1.0f;
+    EXPECT_EQ(-4, f.GetFilterConstants(&f.params));
+
+    // A failed design through Initialize: marked, zero coefficients, gain back
+    // to 1 because f1 changed, the working gain and term counts as they were.
+    f.params.rippleDb = 0.5f;
+    f.Initialize(1500.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 4);
+    EXPECT_EQ(1, f.unstable);
+    EXPECT_EQ(1, f.modified);
+    EXPECT_EQ(1.0f, f.designGain);
+    EXPECT_EQ(gain, f.gain);
+    EXPECT_EQ(4, f.numPoles);
+    EXPECT_EQ(4, f.numZeros);
+    const double zeros[513] = {};
+    EXPECT_TRUE(BitEqual(zeros, f.xcoeffs, 513));
+    EXPECT_TRUE(BitEqual(zeros, f.ycoeffs, 513));
+    EXPECT_EQ(0.0f, f.Apply(1.0f));
+
+    // Order 12 (past the Bessel table, unchecked) gives a band-pass polynomial
+    // whose coefficients are no longer real within 1e-10.
+    f.params.rippleDb = -1.0f;
+    f.Initialize(1000.0f, 3000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 12);
+    EXPECT_EQ(1, f.unstable);
+    EXPECT_TRUE(BitEqual(zeros, f.xcoeffs, 513));
+    EXPECT_EQ(-10, f.GetFilterConstants(&f.params));
+    EXPECT_EQ(-10, f.Expandpoly());  // the scratch still holds those roots; nothing is stored
+    EXPECT_TRUE(BitEqual(zeros, f.ycoeffs, 513));
+
+    // The scratch is shared: Expandpoly on one object expands the roots that
+    // the last design of another object left.
+    CTimeFilter other;
+    other.Initialize(700.0f, 900.0f, 51200.0f, CTimeFilter::Bessel, CTimeFilter::BandStop, 3);
+    EXPECT_EQ(0, f.Expandpoly());
+    EXPECT_TRUE(BitEqual(other.xcoeffs, f.xcoeffs, 513));
+    EXPECT_TRUE(BitEqual(other.ycoeffs, f.ycoeffs, 513));
+    EXPECT_TRUE(other.dcGain == f.dcGain && other.fcGain == f.fcGain && other.hfGain == f.hfGain);
+}
+
+TEST(TimeFilterInitialize, AppliesTheFrequencyLimits)
+{
+    // At 51200 samples per second the analysis bandwidth is 20000 Hz.
+    CTimeFilter f;
+    auto edges = [&f](CTimeFilter::Shape shape, float f1, float f2) {
+        f.Initialize(f1, f2, 51200.0f, CTimeFilter::Butterworth, shape, 2);
+        return std::make_pair(f.params.f1, f.params.f2);
+    };
+    using P = std::pair<float, float>;
+    EXPECT_EQ(P(500.0f, 600.0f), edges(CTimeFilter::BandPass, 600.0f, 500.0f));       // swapped
+    EXPECT_EQ(P(1000.0f, 1080.0f), edges(CTimeFilter::BandPass, 1000.0f, 1010.0f));   // widened upward
+    EXPECT_EQ(P(40.0f, 120.0f), edges(CTimeFilter::BandPass, 10.0f, 30.0f));          // raised, widened
+    EXPECT_EQ(P(19880.0f, 19960.0f), edges(CTimeFilter::BandPass, 19990.0f, 19999.0f));  // moved down
+    EXPECT_EQ(P(100.0f, 0.0f), edges(CTimeFilter::LowPass, 50.0f, 600.0f));
+    EXPECT_EQ(P(40.0f, 0.0f), edges(CTimeFilter::HighPass, 10.0f, 600.0f));
+    EXPECT_EQ(P(30000.0f, 0.0f), edges(CTimeFilter::LowPass, 30000.0f, 600.0f));       // no upper limit
+    EXPECT_EQ(P(5.0f, 30000.0f), edges(CTimeFilter::BandStop, 30000.0f, 5.0f));       // swapped only
+    EXPECT_EQ(P(900.0f, 0.0f), edges(static_cast<CTimeFilter::Shape>(9), 900.0f, 2000.0f));
+
+    // The sections apply the same limits.
+    CSectionFilter s;
+    ASSERT_EQ(0, s.Initialize(19990.0f, 19999.0f, 51200.0f, CTimeFilter::Bessel, CTimeFilter::BandPass, 2));
+    EXPECT_EQ(P(19880.0f, 19960.0f), P(s.F1(), s.F2()));
+}
+
+TEST(TimeFilterInitialize, ReportsChangesAndInstabilityAndAlwaysClearsTheHistory)
+{
+    CTimeFilter f;
+    EXPECT_EQ(1, f.modified);
+    EXPECT_EQ(0.0f, f.Apply(0.7f));  // no design yet
+    f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 4);
+    EXPECT_EQ(0, f.unstable);
+    EXPECT_EQ(0, f.modified);
+    EXPECT_EQ(0x22u, f.params.options);
+    EXPECT_EQ(4, f.params.requestedOrder);
+    EXPECT_EQ(4, f.filterOrder);
+    EXPECT_NE(1.0f, f.gain);
+    EXPECT_EQ(f.gain, f.designGain);
+
+    // Every call redesigns and clears the history, even without a change.
+    const double zeros[513] = {};
+    for (int k = 0; k < 10; ++k)
+        f.Apply(1.0f);
+    f.Update(51200.0f);
+    EXPECT_TRUE(BitEqual(zeros, f.yv, 513));
+    EXPECT_EQ(0, f.modified);
+    f.Apply(1.0f);
+    f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 4);
+    EXPECT_TRUE(BitEqual(zeros, f.xv, 513));
+
+    // A low-pass corner above half the sample rate (it has no upper limit)
+    // puts the poles outside the unit circle: the probe flags it.
+    f.Initialize(30000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 4);
+    EXPECT_EQ(1, f.unstable);
+    EXPECT_EQ(1, f.modified);
+    EXPECT_GT(f.maxAmp, 2.0f);
+    // Update has no probe: the mark stays until the next Initialize.
+    f.Update(1000.0f, 0.0f, 51200.0f);
+    EXPECT_EQ(1, f.unstable);
+    EXPECT_EQ(1, f.modified);
+    EXPECT_NE(0.0, f.xcoeffs[0]);
+    f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 4);
+    EXPECT_EQ(0, f.unstable);
+}
+
+TEST(TimeFilterInitialize, ProbeDrivesAUnitSineFromTheBandCentreOrHalfTheBandwidth)
+{
+    // The probe as described, on a plain shifting filter with the design's
+    // coefficients and a cleared history.
+    auto probe = [](const CTimeFilter& f, float test) {
+        ShiftingReference r(f);
+        const float step = static_cast<float>(static_cast<double>(test) * 6.283185307179586 / 51200.0);
+        float phase = 0.0f, peak = 0.0f;
+        for (int k = 0; k < 10000; ++k) {
+            phase += step;
+            if (static_cast<double>(phase) > 6.283185307179586)
+                phase += -6.2831855f;
+            peak = std::max(peak, std::fabs(r.Step(static_cast<float>(std::sin(static_cast<double>(phase))))));
+            if (k < 2 * r.np)
+                peak = 0.0f;
+        }
+        return peak;
+    };
+    // A band-pass probed at its centre; a band-stop probed in its notch, where
+    // only the onset passes, so the settling time decides the peak.
+    CTimeFilter bp, bs;
+    bp.Initialize(1500.0f, 2600.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::BandPass, 3);
+    bs.Initialize(9000.0f, 11000.0f, 51200.0f, CTimeFilter::Bessel, CTimeFilter::BandStop, 2);
+    EXPECT_TRUE(SameBits(probe(bp, 2050.0f), bp.maxAmp));
+    EXPECT_TRUE(SameBits(probe(bs, 10000.0f), bs.maxAmp));
+}
+
+TEST(TimeFilter, CopiesGoOnFromTheSameStateWithoutTheResponses)
+{
+    CTimeFilter f;
+    f.Initialize(500.0f, 700.0f, 51200.0f, CTimeFilter::Bessel, CTimeFilter::BandPass, 3);
+    const std::vector<float> in = RandomFloats(100, 5u);
+    for (int k = 0; k < 60; ++k)
+        f.Apply(in[static_cast<size_t>(k)]);
+    CTimeFilter assigned;
+    assigned.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 2);
+    const complexd own = assigned.fcGain;
+    assigned = f;
+    const CTimeFilter copy(f);
+    CTimeFilter running(copy);
+    for (int k = 60; k < 100; ++k) {
+        const float x = in[static_cast<size_t>(k)];
+        const float y = f.Apply(x);
+        ASSERT_TRUE(SameBits(y, running.Apply(x)));
+        ASSERT_TRUE(SameBits(y, assigned.Apply(x)));
+    }
+    EXPECT_EQ(f.maxAmp, assigned.maxAmp);
+    EXPECT_NE(0.0, f.fcGain.re);
+    EXPECT_TRUE(copy.fcGain == (complexd{0.0, 0.0}) && copy.hfGain == (complexd{0.0, 0.0}));
+    EXPECT_TRUE(assigned.fcGain == own);
+}
+
+TEST(TimeFilter, UnknownTypeDesignsNoPolesAndPassesSamplesUnchanged)
+{
+    CTimeFilter f;
+    f.Initialize(1000.0f, 2000.0f, 51200.0f, static_cast<CTimeFilter::Type>(5), CTimeFilter::BandStop, 4);
+    EXPECT_EQ(0, f.numPoles);
+    EXPECT_EQ(1.0f, f.gain);
+    EXPECT_EQ(0x100u, f.params.options);
+    const std::vector<float> in = RandomFloats(64, 9u);
+    std::vector<float> out = in;
+    f.Apply(out.data(), 64);
+    EXPECT_TRUE(BitEqual(in.data(), out.data(), 64));
+}
+
+TEST(SectionFilter, RefusesWhatItCannotDesignAndChangesNothing)
+{
+    CSectionFilter f;
+    ASSERT_EQ(0, f.Initialize(800.0f, 0.0f, 48000.0f, CTimeFilter::Butterworth, CTimeFilter::HighPass, 5));
+    const std::vector<float> in = RandomFloats(400, 2u);
+    for (int k = 0; k < 200; ++k)
+        f.Apply(in[static_cast<size_t>(k)]);
+    CSectionFilter untouched(f);
+    const auto B = CTimeFilter::Butterworth;
+    EXPECT_EQ(-1, f.Initialize(800.0f, 0.0f, 48000.0f, B, CTimeFilter::LowPass, 0));
+    EXPECT_EQ(-1, f.Initialize(800.0f, 0.0f, 48000.0f, B, CTimeFilter::LowPass, 11));
+    EXPECT_EQ(-1, f.Initialize(800.0f, 0.0f, 48000.0f, static_cast<CTimeFilter::Type>(3), CTimeFilter::LowPass, 2));
+    EXPECT_EQ(-1, f.Initialize(800.0f, 0.0f, 48000.0f, B, static_cast<CTimeFilter::Shape>(4), 2));
+    EXPECT_EQ(-2, f.Initialize(800.0f, 0.0f, 0.0f, B, CTimeFilter::LowPass, 2));
+    EXPECT_EQ(-2, f.Initialize(800.0f, 0.0f, NAN, B, CTimeFilter::LowPass, 2));
+    EXPECT_EQ(-2, f.Initialize(24000.0f, 0.0f, 48000.0f, B, CTimeFilter::LowPass, 2));
+    EXPECT_EQ(-2, f.Initialize(0.0f, 900.0f, 48000.0f, B, CTimeFilter::BandStop, 2));
+    EXPECT_EQ(-2, f.Initialize(900.0f, 900.0f, 48000.0f, B, CTimeFilter::BandStop, 2));
+    EXPECT_EQ(-3, f.Initialize(800.0f, 0.0f, 48000.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 2, 0.0f));
+    EXPECT_EQ(-4, f.Initialize(800.0f, 0.0f, 48000.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 2, -4000.0f));
+    for (int k = 200; k < 400; ++k)
+        ASSERT_TRUE(SameBits(untouched.Apply(in[static_cast<size_t>(k)]), f.Apply(in[static_cast<size_t>(k)])));
+    EXPECT_EQ(untouched.MaxAmp(), f.MaxAmp());
 }
