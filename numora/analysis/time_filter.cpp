@@ -856,41 +856,88 @@ void CSectionFilter::ResetMaxAmp()
 
 namespace {
 
-// One sample through the cascade, transposed direct form II per section.
+// One sample through one section, transposed direct form II.
+double SectionStep(const CSectionFilter::Section& s, double& s1, double& s2, double v)
+{
+    const double y = s.b0 * v + s1;
+    s1 = (s.b1 * v - s.a1 * y) + s2;
+    s2 = s.b2 * v - s.a2 * y;
+    return y;
+}
+
+// One sample through the whole cascade.
 double RunSections(const CSectionFilter::Section* sec, double (*st)[2], int count, double v)
 {
-    for (int i = 0; i < count; ++i) {
-        const CSectionFilter::Section& s = sec[i];
-        const double y = s.b0 * v + st[i][0];
-        st[i][0] = (s.b1 * v - s.a1 * y) + st[i][1];
-        st[i][1] = s.b2 * v - s.a2 * y;
-        v = y;
-    }
+    for (int i = 0; i < count; ++i)
+        v = SectionStep(sec[i], st[i][0], st[i][1], v);
     return v;
+}
+
+// Writes output k of a block and follows the block's peak.
+template <typename T>
+void Emit(T* data, int k, double y, float& peak)
+{
+    data[k] = static_cast<T>(y);
+    const float mag = static_cast<float>(std::fabs(static_cast<double>(data[k])));
+    if (k == 0 || mag > peak)
+        peak = mag;
+}
+
+// A block through N sections, one sample through all of them at a time,
+// with the states held in locals for the whole block.
+template <int N, typename T>
+void RunUnrolled(const CSectionFilter::Section* sec, double (*st)[2], T* data, int n, float& peak)
+{
+    double s1[N], s2[N];
+    for (int i = 0; i < N; ++i) {
+        s1[i] = st[i][0];
+        s2[i] = st[i][1];
+    }
+    for (int k = 0; k < n; ++k) {
+        double v = static_cast<double>(data[k]);
+        for (int i = 0; i < N; ++i)
+            v = SectionStep(sec[i], s1[i], s2[i], v);
+        Emit(data, k, v, peak);
+    }
+    for (int i = 0; i < N; ++i) {
+        st[i][0] = s1[i];
+        st[i][1] = s2[i];
+    }
+}
+
+template <typename T>
+void RunBlock(const CSectionFilter::Section* sec, double (*st)[2], int count, T* data, int n, float& peak)
+{
+    if (n < 1)
+        return;
+    switch (count) {
+    case 1: RunUnrolled<1>(sec, st, data, n, peak); break;
+    case 2: RunUnrolled<2>(sec, st, data, n, peak); break;
+    case 3: RunUnrolled<3>(sec, st, data, n, peak); break;
+    case 4: RunUnrolled<4>(sec, st, data, n, peak); break;
+    case 5: RunUnrolled<5>(sec, st, data, n, peak); break;
+    case 6: RunUnrolled<6>(sec, st, data, n, peak); break;
+    case 7: RunUnrolled<7>(sec, st, data, n, peak); break;
+    case 8: RunUnrolled<8>(sec, st, data, n, peak); break;
+    case 9: RunUnrolled<9>(sec, st, data, n, peak); break;
+    case 10: RunUnrolled<10>(sec, st, data, n, peak); break;
+    default:
+        for (int k = 0; k < n; ++k)
+            Emit(data, k, static_cast<double>(data[k]), peak);
+        break;
+    }
 }
 
 }  // namespace
 
 void CSectionFilter::Apply(float* data, int n)
 {
-    for (int k = 0; k < n; ++k) {
-        const float y = static_cast<float>(RunSections(sections_, state_, count_, static_cast<double>(data[k])));
-        data[k] = y;
-        const float mag = std::fabs(y);
-        if (k == 0 || mag > maxAmp_)
-            maxAmp_ = mag;
-    }
+    RunBlock(sections_, state_, count_, data, n, maxAmp_);
 }
 
 void CSectionFilter::Apply(double* data, int n)
 {
-    for (int k = 0; k < n; ++k) {
-        const double y = RunSections(sections_, state_, count_, data[k]);
-        data[k] = y;
-        const float mag = static_cast<float>(std::fabs(y));
-        if (k == 0 || mag > maxAmp_)
-            maxAmp_ = mag;
-    }
+    RunBlock(sections_, state_, count_, data, n, maxAmp_);
 }
 
 float CSectionFilter::Apply(float x)
