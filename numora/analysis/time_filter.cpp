@@ -831,6 +831,10 @@ int CSectionFilter::Initialize(float f1, float f2, float sampleRate, CTimeFilter
         s.b0 = s.b0 / mag;
         s.b1 = s.b1 / mag;
         s.b2 = s.b2 / mag;
+        // A section without gain at the reference (a band-stop edge so low
+        // that its zeros round onto z = 1) cannot be normalised.
+        if (!(std::isfinite(s.b0) && std::isfinite(s.b1) && std::isfinite(s.b2)))
+            return -2;
     }
 
     for (int i = 0; i < count; ++i)

@@ -188,12 +188,14 @@ public:
 
     // Designs the filter of CTimeFilter::Initialize for the same arguments
     // (frequency limits with bandwidthRatio 2.56 included) with the Chebyshev
-    // ripple given here, and clears the history. Returns 0, -1 for an order
-    // outside 1 to 10 or a type or shape outside their enums, -2 when the
-    // sample rate is not positive, a limited band edge is not strictly
-    // between 0 and half the sample rate or the band-stop edges are equal
-    // after the float division by the sample rate, -3 and -4 as CTimeFilter for the
-    // Chebyshev ripple. A refused design changes nothing.
+    // ripple given here, and clears the history and the peak. Returns 0;
+    // -1 for an order outside 1 to 10 or a type or shape outside their enums;
+    // -2 when the sample rate is not positive, a limited band edge is not
+    // strictly between 0 and half the sample rate, the band-stop edges are
+    // equal after the float division by the sample rate, or a section cannot
+    // be scaled to a finite gain (band-stop edges so close to 0 that its
+    // zeros round onto z = 1); -3 and -4 as CTimeFilter for the Chebyshev
+    // ripple. A refused design changes nothing.
     // choice: every section is scaled to magnitude 1 at the gain reference of
     // the shape (z = 1 for low-pass, z = -1 for high-pass, the arithmetic band
     // centre for band-pass, the geometric mean of z = 1 and z = -1 for
