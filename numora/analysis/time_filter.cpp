@@ -212,18 +212,12 @@ CTimeFilter& CTimeFilter::operator=(const CTimeFilter& other)
     return *this;
 }
 
-void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Shape shape, int order)
+void CTimeFilter::StoreRateAndEdges(float f1, float f2, float sampleRate)
 {
     FilParams& p = params;
-    p.bandwidthRatio = 2.56f;
     if (sampleRate != p.sampleRate) {
         p.sampleRate = sampleRate;
         p.bandwidth = sampleRate / p.bandwidthRatio;
-        modified = 1;
-    }
-    if (order != p.requestedOrder) {
-        p.requestedOrder = order;
-        p.order = order;
         modified = 1;
     }
     if (f1 != p.f1) {
@@ -232,6 +226,27 @@ void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Sh
     }
     if (f2 != p.f2) {
         p.f2 = f2;
+        modified = 1;
+    }
+}
+
+int CTimeFilter::Design()
+{
+    LimitFrequencies(params.shape, params.sampleRate / params.bandwidthRatio, params.f1, params.f2);
+    std::memset(xcoeffs, 0, sizeof xcoeffs);
+    std::memset(ycoeffs, 0, sizeof ycoeffs);
+    Reset();
+    return GetFilterConstants(&params);
+}
+
+void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Shape shape, int order)
+{
+    FilParams& p = params;
+    p.bandwidthRatio = 2.56f;
+    StoreRateAndEdges(f1, f2, sampleRate);
+    if (order != p.requestedOrder) {
+        p.requestedOrder = order;
+        p.order = order;
         modified = 1;
     }
     if (type != p.type) {
@@ -245,11 +260,7 @@ void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Sh
     } else if (modified != 0) {
         designGain = 1.0f;
     }
-    LimitFrequencies(p.shape, p.sampleRate / p.bandwidthRatio, p.f1, p.f2);
-    std::memset(xcoeffs, 0, sizeof xcoeffs);
-    std::memset(ycoeffs, 0, sizeof ycoeffs);
-    Reset();
-    if (GetFilterConstants(&params) != 0) {
+    if (Design() != 0) {
         unstable = 1;
     } else {
         unstable = bisFilterUnStable(&params);
@@ -260,27 +271,10 @@ void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Sh
 
 void CTimeFilter::Update(float f1, float f2, float sampleRate)
 {
-    FilParams& p = params;
-    if (sampleRate != p.sampleRate) {
-        p.sampleRate = sampleRate;
-        p.bandwidth = sampleRate / p.bandwidthRatio;
-        modified = 1;
-    }
-    if (f1 != p.f1) {
-        p.f1 = f1;
-        modified = 1;
-    }
-    if (f2 != p.f2) {
-        p.f2 = f2;
-        modified = 1;
-    }
+    StoreRateAndEdges(f1, f2, sampleRate);
     if (modified != 0)
         designGain = 1.0f;
-    LimitFrequencies(p.shape, p.sampleRate / p.bandwidthRatio, p.f1, p.f2);
-    std::memset(xcoeffs, 0, sizeof xcoeffs);
-    std::memset(ycoeffs, 0, sizeof ycoeffs);
-    Reset();
-    if (GetFilterConstants(&params) != 0)
+    if (Design() != 0)
         unstable = 1;
     modified = unstable != 0 ? 1 : 0;
 }

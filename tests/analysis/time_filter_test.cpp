@@ -1,12 +1,10 @@
 #include "numora/analysis/time_filter.h"
 
-#include "numora/foundation/complex.h"
-
 #include <cmath>
 #include <complex>
-#include <cstring>
 #include <vector>
 
+#include "numora/foundation/complex.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -57,12 +55,12 @@ double BesselAbs(const std::vector<double>& a, double w)
 
 // Magnitude of the analog prototype at w rad/s: Butterworth and Chebyshev I
 // by their closed forms, Bessel from its polynomial scaled to -3 dB at 1 rad/s.
-double PrototypeMag(CTimeFilter::Type type, int n, double w, double rippleDb = -1.0)
+double PrototypeMag(CTimeFilter::Type type, int n, double w)
 {
     if (type == CTimeFilter::Butterworth)
         return 1.0 / std::sqrt(1.0 + std::pow(w, 2.0 * n));
     if (type == CTimeFilter::Chebyshev) {
-        const double eps2 = std::pow(10.0, -rippleDb / 10.0) - 1.0;
+        const double eps2 = std::pow(10.0, 0.1) - 1.0;  // the default ripple of -1 dB
         const double t = w <= 1.0 ? std::cos(n * std::acos(w)) : std::cosh(n * std::acosh(w));
         return 1.0 / std::sqrt(1.0 + eps2 * t * t);
     }
