@@ -338,6 +338,16 @@ void CTimeFilter::Apply(float* data, int n)
     const int nz = numZeros;
     const int np = numPoles;
     const int chunkMax = 512 - (nz > np ? nz : np);
+    if (chunkMax < 1) {
+        // A history filling the whole arrays leaves no room to slide.
+        for (int k = 0; k < n; ++k) {
+            data[k] = Step(data[k]);
+            const float mag = std::fabs(data[k]);
+            if (k == 0 || mag > maxAmp)
+                maxAmp = mag;
+        }
+        return;
+    }
     const float g = gain;
     for (int done = 0; done < n;) {
         const int m = n - done < chunkMax ? n - done : chunkMax;
