@@ -138,8 +138,9 @@ public:
     // ascending index, feed-forward then feedback, output = float(feedback + feed-forward).
     // choice: the history slides along xv and yv within a block and is moved
     // back once per block and every few hundred samples instead of every
-    // sample; every output is the bit-identical value of the shifting form,
-    // and after the call xv and yv hold the history as the shifting form leaves it.
+    // sample. Every output has the bits of the shifting form (a NaN, which
+    // only a broken design gives, may differ in sign or payload), and after
+    // the call xv and yv hold the history as the shifting form leaves it.
     void Apply(float* data, int n);
     // Filters one sample and returns the output; maxAmp keeps the running peak.
     float Apply(float x);
