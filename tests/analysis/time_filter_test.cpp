@@ -243,6 +243,15 @@ TEST(TimeFilterResponse, MatchesAnalyticMagnitudeForEveryCharacteristicAndShape)
             }
         }
     }
+    // Gain 1 at DC puts an even-order Chebyshev's ripple above 0 dB: its
+    // pass-band peaks reach +1 dB and its corner sits at 0 dB.
+    CTimeFilter cheb;
+    cheb.Initialize(2000.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 4);
+    double top = 0.0;
+    for (double hz = 0.0; hz <= 2000.0; hz += 5.0)
+        top = std::max(top, std::abs(DirectResponse(cheb, hz)));
+    EXPECT_NEAR(std::pow(10.0, 1.0 / 20.0), top, 1e-4);
+    EXPECT_NEAR(1.0, std::abs(DirectResponse(cheb, 2000.0)), 1e-6);
 }
 
 TEST(SectionFilterResponse, MatchesAnalyticMagnitudeAtEveryOrderAndShapeAndIsStable)
