@@ -32,6 +32,7 @@
 #include "numora/compensation/compensation.h"
 
 #include "numora/analysis/interpolator.h"
+#include "numora/analysis/time_filter.h"
 
 #include "numora/units/eu_tables.h"
 #include "numora/units/eu_ops.h"
