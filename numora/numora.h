@@ -25,3 +25,7 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+#include "numora/drive/profiles.h"
+#include "numora/drive/onions.h"
+#include "numora/drive/clipping.h"
+#include "numora/drive/waveforms.h"
