@@ -83,7 +83,7 @@ void FlatBand(Bytes& in)
 void Skirts(Bytes& in)
 {
     const int maxLine = in.Small(40), corner = in.Small(50) - 4;
-    const double slope = -in.Unit(24.0f);  // falling skirts only
+    const double slope = -static_cast<double>(in.Unit(24.0f));  // falling skirts only
     const bool rise = in.Take<uint8_t>() & 1;
     std::vector<float> a(48, kGuard), before;
     for (int k = 0; k < 48; ++k)  // a rise reaches down from its corner whatever maxLine is
