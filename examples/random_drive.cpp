@@ -80,7 +80,7 @@ double WorstDeviationDb(const std::vector<float>& measured, const std::vector<do
 {
     double worst = 0.0;
     for (int k = first; k <= last; ++k) {
-        const double d = Db(double{measured[static_cast<size_t>(k)]} / target[static_cast<size_t>(k)]);
+        const double d = Db(static_cast<double>(measured[static_cast<size_t>(k)]) / target[static_cast<size_t>(k)]);
         if (std::fabs(d) > std::fabs(worst))
             worst = d;
     }
@@ -94,7 +94,7 @@ double Rms(const std::vector<float>& x)
 
 double CrestFactor(const std::vector<float>& x)
 {
-    return double{qv::math::ArrayMaxAbs(x.data(), static_cast<int>(x.size()), nullptr)} / Rms(x);
+    return static_cast<double>(qv::math::ArrayMaxAbs(x.data(), static_cast<int>(x.size()), nullptr)) / Rms(x);
 }
 
 }  // namespace
@@ -106,12 +106,12 @@ int main()
     //    take the slope in the amplitude sense (gain 10^(slope / 20) per
     //    octave), so -6 dB/octave of PSD is a slope of -12.
     std::vector<float> profile(kFrameSize + 2, 0.0f);
-    const float linePower = static_cast<float>(kPsd * double{kLineSpacing});
+    const float linePower = static_cast<float>(kPsd * static_cast<double>(kLineSpacing));
     qv::math::APSCreateRiseFall(profile.data(), kFrameSize, kMaxLine, linePower, kFirstFlat, -12.0f,
                                 kLastFlat, -12.0f);
     std::vector<double> targetPsd(kHalf);
     for (int k = 0; k < kHalf; ++k)
-        targetPsd[static_cast<size_t>(k)] = double{profile[static_cast<size_t>(k)]} / double{kLineSpacing};
+        targetPsd[static_cast<size_t>(k)] = static_cast<double>(profile[static_cast<size_t>(k)]) / static_cast<double>(kLineSpacing);
     const double profileRms = qv::math::RMS_APS(profile.data(), kMaxLine);
 
     // 2. The base period. Four Hann onions overlap to a power of 1.5 (the sum
@@ -150,11 +150,11 @@ int main()
     const double baseKurtosis = qv::math::Arraykurtosis(base.data(), kFrameSize, &m2, &m4);
     double psdPower = 0.0;
     for (int k = 1; k < kHalf; ++k)
-        psdPower += double{psd[static_cast<size_t>(k)]} * double{kLineSpacing};
+        psdPower += static_cast<double>(psd[static_cast<size_t>(k)]) * static_cast<double>(kLineSpacing);
 
     std::printf("Numora random drive: 20-2000 Hz at %.2f g^2/Hz, -6 dB/octave skirts to 4 kHz\n", kPsd);
     std::printf("%.0f Hz, frames of %d samples (%.1f Hz lines), %.0f s of drive in %d blocks\n\n", kSampleRate,
-                kFrameSize, double{kLineSpacing}, kBlocks * kFrameSize / kSampleRate, kBlocks);
+                kFrameSize, static_cast<double>(kLineSpacing), kBlocks * kFrameSize / kSampleRate, kBlocks);
     std::printf("%-48s %10s %10s\n", "reading", "measured", "profile");
     std::printf("%-48s %10.3f %10s\n", "PSD, largest deviation 37.5-2000 Hz (dB)",
                 WorstDeviationDb(psd, targetPsd, kFirstFlat + 1, kLastFlat), "0");
@@ -181,12 +181,12 @@ int main()
         float* x = clipped.data() + static_cast<long>(b) * kFrameSize;
         double deviation = 0.0;
         changed += qv::math::SigmaClip(x, kFrameSize, qv::DriveClipSigma, kClipSigma, deviation, false);
-        worstBlock = std::max(worstBlock, double{qv::math::ArrayMaxAbs(x, kFrameSize, nullptr)} / deviation);
+        worstBlock = std::max(worstBlock, static_cast<double>(qv::math::ArrayMaxAbs(x, kFrameSize, nullptr)) / deviation);
     }
     const std::vector<float> clippedPsd = MeasurePsd(clipped);
     double above = 0.0;
     for (int k = kMaxLine + 8; k < kHalf; ++k)
-        above += double{clippedPsd[static_cast<size_t>(k)]} * double{kLineSpacing};
+        above += static_cast<double>(clippedPsd[static_cast<size_t>(k)]) * static_cast<double>(kLineSpacing);
     std::printf("\nSigmaClip at %.0f sigma, block by block\n", kClipSigma);
     std::printf("%-48s %10.3f %10.3f\n", "crest factor of a block (its own deviation)", worstBlock, kClipSigma);
     std::printf("%-48s %10.3f\n", "crest factor of the record", CrestFactor(clipped));
@@ -206,7 +206,7 @@ int main()
     std::vector<double> amplitude(kFrameSize, 0.0), time(kFrameSize), spectrum(kFrameSize), phase(kHalf);
     std::vector<double> open(kFrameSize), lines(kFrameSize);
     for (int k = 1; k <= kMaxLine; ++k)
-        amplitude[static_cast<size_t>(k)] = std::sqrt(double{profile[static_cast<size_t>(k)]});
+        amplitude[static_cast<size_t>(k)] = std::sqrt(static_cast<double>(profile[static_cast<size_t>(k)]));
     std::printf("\nRandomUltraClip at %.0f sigma, one frame, amplitudes held\n", kClipSigma);
     std::printf("%6s %14s %20s %26s\n", "call", "clipped last", "crest from phases", "line power change (dB)");
     int pass = 0;

@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (i < start || i >= written) {
             Check(out[static_cast<size_t>(i)] == 1234.5f);  // nothing outside the pulse
         } else {
-            const double v = double{out[static_cast<size_t>(i)]};
+            const double v = static_cast<double>(out[static_cast<size_t>(i)]);
             Check(std::fabs(v) <= std::fabs(amplitude) * (1.0 + 1e-6));
             Check(v * amplitude >= 0.0);  // on the amplitude's side of zero
         }
@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<float> a(static_cast<size_t>(n) + 1, 0.5f);
     qv::math::AddSineWave(a.data(), n, frequency, sineAmplitude, 48000.0);
     for (int i = 0; i < n; ++i)
-        Check(std::fabs(double{a[static_cast<size_t>(i)]} - 0.5) <= sineAmplitude * (1.0 + 1e-6) + 1e-7);
+        Check(std::fabs(static_cast<double>(a[static_cast<size_t>(i)]) - 0.5) <= sineAmplitude * (1.0 + 1e-6) + 1e-7);
     Check(a[static_cast<size_t>(n)] == 0.5f);
 
     // Overshoot: between 0.449 and 1.088 for 0 <= x <= 4.8, and 1 above.

@@ -285,8 +285,8 @@ TEST(InitRandomBandToTimeBuffer, BaseCarriesTheBandPowerPerLineAndNothingOutside
     EXPECT_NEAR(0.0, lines[0], 1e-7);
     double sum = 0.0;
     for (int i = 0; i < n; ++i)
-        sum += double{base[i]} * double{base[i]};
-    EXPECT_NEAR(51 * double{level}, sum / n, 1e-4);
+        sum += static_cast<double>(base[i]) * static_cast<double>(base[i]);
+    EXPECT_NEAR(51 * static_cast<double>(level), sum / n, 1e-4);
     EXPECT_NEAR(total, sum / n, 1e-4);
     RandomOnionsDestroy(st);
 }

@@ -247,7 +247,7 @@ TEST(Calc_Table_Curves, LinearSpacingInterpolatesLinearAndLogLogSegments)
         ASSERT_EQ(j == 0 ? 10.0f : static_cast<float>(j) * step + 10.0f, freq[j]);
     // 10 to 100 Hz, level 1 to 100: straight on log-log axes, so (f / 10)^2.
     for (int j = 0; j < 10; ++j)
-        EXPECT_NEAR(double{freq[j]} * double{freq[j]} / 100.0, level[j], 3e-6 * double{level[j]}) << j;
+        EXPECT_NEAR(static_cast<double>(freq[j]) * static_cast<double>(freq[j]) / 100.0, level[j], 3e-6 * static_cast<double>(level[j])) << j;
     // 100 to 200 Hz, linear: 100 + 2 (f - 100); at 200 the point itself.
     for (int j = 10; j < 20; ++j)
         EXPECT_EQ((freq[j] - 100.0f) * (200.0f / 100.0f) + 100.0f, level[j]) << j;
@@ -257,10 +257,10 @@ TEST(Calc_Table_Curves, LinearSpacingInterpolatesLinearAndLogLogSegments)
     // limit1 needs dB > 0, limit2 dB >= 0; otherwise the floor.
     EXPECT_EQ(1e-30f, lim1[0]);                                   // point 0: 0 dB switches limit 1 off
     EXPECT_EQ(level[0], lim2[0]);                                 // and limit 2 on, at v itself
-    const float up6 = static_cast<float>(std::pow(10.0, double{6.0f / 20.0f}));
+    const float up6 = static_cast<float>(std::pow(10.0, static_cast<double>(6.0f / 20.0f)));
     EXPECT_EQ(up6 * level[5], lim1[5]);                           // inside segment 1: point 1's 6 dB
     EXPECT_EQ(1e-30f, lim2[5]);
-    const float up65 = static_cast<float>(std::pow(10.0, double{6.5f / 20.0f}));  // dB / 20 in float
+    const float up65 = static_cast<float>(std::pow(10.0, static_cast<double>(6.5f / 20.0f)));  // dB / 20 in float
     EXPECT_EQ(up65 * level[15], lim1[15]);
     EXPECT_EQ(up65 * 300.0f, lim1[19]);
     EXPECT_EQ(10.0f * level[15], lim2[15]);
@@ -277,9 +277,9 @@ TEST(Calc_Table_Curves, LogarithmicSpacingEndsExactlyOnTheLastPoint)
     Calc_Table_Curves(&t, level, lim1, lim2, freq, 4, 1);
     // step = log2(9) / 3; 2^(3 * step) overshoots 9 in float, the limit pulls it back.
     const float step = static_cast<float>(std::log(9.0) / std::log(2.0)) / 3.0f;
-    ASSERT_GT(static_cast<float>(std::pow(2.0, double{3.0f * step})), 9.0f);
+    ASSERT_GT(static_cast<float>(std::pow(2.0, static_cast<double>(3.0f * step))), 9.0f);
     EXPECT_EQ(1.0f, freq[0]);
-    EXPECT_EQ(static_cast<float>(std::pow(2.0, double{step})), freq[1]);
+    EXPECT_EQ(static_cast<float>(std::pow(2.0, static_cast<double>(step))), freq[1]);
     EXPECT_NEAR(std::cbrt(81.0), freq[2], 1e-5);
     EXPECT_EQ(9.0f, freq[3]);
     EXPECT_EQ(100.0f, level[3]);  // on the last point: its level

@@ -83,7 +83,7 @@ TEST(AddSineWave, PhaseIsWrappedAtEverySampleSoLongRunsStayOnTheSine)
         p = std::modf(p + inc, &whole);  // an unwrapped phase rounds differently now and then
         expected[i] = static_cast<float>(std::sin(p * 6.283185307179586) * 2.0);
         const double cycles = std::fmod((i + 1) * inc, 1.0);
-        worst = std::fmax(worst, std::fabs(double{a[i]} - 2.0 * std::sin(2.0 * M_PI * cycles)));
+        worst = std::fmax(worst, std::fabs(static_cast<double>(a[i]) - 2.0 * std::sin(2.0 * M_PI * cycles)));
     }
     EXPECT_TRUE(numora_test::BitEqual(expected.data(), a.data(), n));
     EXPECT_LT(worst, 2e-6);
