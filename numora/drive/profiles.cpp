@@ -225,19 +225,9 @@ void APSCreateBand(float* aps, int /*n*/, int firstLine, int lastLine, float lin
         return counter++ <= lastLine;
     };
 
-    bool going = true;
-    if (type == QV_DAC_BAND_LINEAR) {
-        const int lines = bands > 0 ? (lastLine - firstLine) / bands + 1 : 0;
-        for (int b = 0; b < bands && going; ++b) {
-            const int ramp = b == 0 ? 2 : CutToInt(static_cast<double>(static_cast<float>(lines) * rampFraction));
-            const float step = (levels[b] - previous) / static_cast<float>(ramp + 1);
-            for (int j = 1; j <= ramp && going; ++j)
-                going = put(static_cast<float>(j) * step + previous);
-            for (int j = 0; j < lines - ramp && going; ++j)
-                going = put(levels[b]);
-            previous = levels[b];
-        }
-    } else {
+    // Octave edges halve from topFreq downward; the lowest band reaches 0 Hz.
+    const bool linear = type == QV_DAC_BAND_LINEAR;
+    if (!linear) {
         float edge = topFreq;
         for (int b = bands - 1; b >= 0; --b) {
             upper[b] = edge;
@@ -245,19 +235,29 @@ void APSCreateBand(float* aps, int /*n*/, int firstLine, int lastLine, float lin
             edge = lower[b];
         }
         if (bands > 0)
-            lower[0] = 0.0f;  // the lowest band reaches down to 0 Hz
-        for (int b = 0; b < bands && going; ++b) {
-            const int lines = CutToInt(static_cast<double>((upper[b] - lower[b]) / lineSpacing + 1.0f));
-            int ramp = CutToInt(static_cast<double>(static_cast<float>(lines) * rampFraction));
+            lower[0] = 0.0f;
+    }
+    const int linearLines = bands > 0 ? (lastLine - firstLine) / bands + 1 : 0;
+
+    bool going = true;
+    for (int b = 0; b < bands && going; ++b) {
+        int lines, ramp;
+        if (linear) {
+            lines = linearLines;
+            ramp = b == 0 ? 2 : CutToInt(static_cast<double>(static_cast<float>(lines) * rampFraction));
+        } else {
+            lines = CutToInt(static_cast<double>((upper[b] - lower[b]) / lineSpacing + 1.0f));
+            ramp = CutToInt(static_cast<double>(static_cast<float>(lines) * rampFraction));
             if (b == 0 || ramp < 1)
                 ramp = 2;
-            const float step = (levels[b] - previous) / static_cast<float>(ramp + 1);
-            for (int j = 1; j <= ramp && going; ++j)
-                going = put(static_cast<float>(j) * step + previous);
-            for (int j = 0; j < lines - ramp && going; ++j)
-                going = put(levels[b]);
-            previous = levels[b];
         }
+        // The ramp reaches neither end level; then the band holds its own.
+        const float step = (levels[b] - previous) / static_cast<float>(ramp + 1);
+        for (int j = 1; j <= ramp && going; ++j)
+            going = put(static_cast<float>(j) * step + previous);
+        for (int j = 0; j < lines - ramp && going; ++j)
+            going = put(levels[b]);
+        previous = levels[b];
     }
     while (going && counter < lastLine)
         going = put(previous);
