@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Bytes in{data, size};
 
-    // Trapezoid: at most 64 samples per part at 1 kHz.
+    // Trapezoid: at most 64 samples for each of rise, hold and fall, at 1 kHz.
     const double rise = in.Unit(64.0) - 4.0, hold = in.Unit(64.0) - 4.0, fall = in.Unit(64.0) - 4.0;
     const double amplitude = in.Unit(20.0) - 10.0;
     const int start = in.Take<uint8_t>() % 8;

@@ -115,11 +115,11 @@ std::vector<double> Amplitudes()
 TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
 {
     QV_BASE_FRAME_SETUP f = DriveFrame();
-    std::vector<double> amp = Amplitudes(), open(256), time(256), spec(256), phase(128, 0.0), start;
+    std::vector<double> amp = Amplitudes(), open(256), time(256), spectrum(256), phase(128, 0.0), start;
     LoadRandomPhase(phase.data(), 256, 128, 4);
     start = phase;
     double rms = 0.0;
-    EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), open.data(), spec.data(), phase.data(), f, 100.0, false, 1.0,
+    EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), open.data(), spectrum.data(), phase.data(), f, 100.0, false, 1.0,
                                          rms, 0.01));
     EXPECT_TRUE(BitEqual(start.data(), phase.data(), 128) && rms == Rms(open.data(), 256));
     // RMS scaling: the plain DFT line is amplitude / sqrt(2) at the phase; lines
@@ -132,7 +132,7 @@ TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
     const int beyond = static_cast<int>(std::count_if(open.begin(), open.end(), [&](double v) { return std::fabs(v) > limit; }));
     ASSERT_GT(beyond, 0);
     const std::size_t allocations = numora_test::AllocationCount();
-    EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spec.data(), phase.data(), f, 1.5, false, 1.0,
+    EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, false, 1.0,
                                               rms, 0.01));
     EXPECT_EQ(allocations, numora_test::AllocationCount());
     const std::vector<double> y = numora_test::NaiveDftPacked(time.data(), 256);
@@ -141,7 +141,7 @@ TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
     for (int k = 1; k < 128; ++k)
         ASSERT_NEAR(std::atan2(y[2 * k + 1], y[2 * k]), phase[k], 1e-9) << k;
     phase = start;
-    FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spec.data(), phase.data(), f, 1.5, true, 2.0, rms, 0.01);
+    FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, true, 2.0, rms, 0.01);
     EXPECT_NEAR(2.0, ArrayMaxAbs(time.data(), 256, nullptr), 1e-15);
     EXPECT_EQ(Rms(time.data(), 256), rms);
 }
@@ -185,7 +185,7 @@ int Iteration(const std::vector<double>& amp, std::vector<double>& time, std::ve
 TEST(RandomUltraClip, IteratesUntilNothingOrMoreIsClippedAtMostThriceAndRaisesPassOnce)
 {
     QV_BASE_FRAME_SETUP f = DriveFrame();
-    std::vector<double> amp = Amplitudes(), time(256), spec(256), phase(128), carried(128), expected;
+    std::vector<double> amp = Amplitudes(), time(256), spectrum(256), phase(128), carried(128), expected;
     int ways[3] = {0, 0, 0};  // nothing clipped, more clipped, three iterations
     for (double sigma : {1.2, 1.5, 1.8, 2.1, 2.4, 2.7, 3.0, 3.5, 10.0}) {
         for (int pass = 0; pass < 9; ++pass) {
@@ -207,7 +207,7 @@ TEST(RandomUltraClip, IteratesUntilNothingOrMoreIsClippedAtMostThriceAndRaisesPa
             double rms = 0.0;
             phase = carried;
             const std::size_t allocations = numora_test::AllocationCount();
-            const int got = RandomUltraClip(amp.data(), time.data(), spec.data(), phase.data(), f, sigma, 1.25, p,
+            const int got = RandomUltraClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, sigma, 1.25, p,
                                             rms, 0.002);
             ASSERT_EQ(allocations, numora_test::AllocationCount());
             ASSERT_TRUE(got == clipped && p == pass + 1 && Rand() == next) << sigma << " " << pass;
