@@ -102,8 +102,8 @@ void UltraClip(benchmark::State& state, double sigma)
     int pass = 0;
     double rms = 0.0;
     for (int i = 0; i < 6; ++i)  // the six fresh calls of a series
-        qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(), phase.data(), frame, sigma, 1.0,
-                                  pass, rms, 0.0);
+        qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(), phase.data(), frame, sigma,
+                                  1.0, pass, rms, 0.0);
     start = phase;
     for (auto _ : state) {
         std::copy(start.begin(), start.end(), phase.begin());  // 16 KB, well under 1 % of a call
@@ -153,8 +153,9 @@ public:
             return;
         const double samplesPerSecond = kFrameSize / (add * 1e-9);
         std::printf("\nDrive at %d-sample frames (CPU ns per call, fastest repetition)\n", kFrameSize);
-        std::printf("%-34s %10.0f  %.3g samples/s = %.0fx real time at %.1f kHz\n", "AddRandomBandToTimeBuffer",
-                    add, samplesPerSecond, samplesPerSecond / kSampleRate, kSampleRate / 1000.0);
+        std::printf("%-34s %10.0f  %.3g samples/s = %.0fx real time at %.1f kHz\n",
+                    "AddRandomBandToTimeBuffer", add, samplesPerSecond, samplesPerSecond / kSampleRate,
+                    kSampleRate / 1000.0);
         std::printf("%-34s %10.0f  ratio %.2f\n", "plain copy-multiply-sum loop", plain, add / plain);
         std::printf("%-34s %10.0f  %.0f calls/s, ratio to six DFT_D %.2f\n", "RandomUltraClip, sigma 3", clip,
                     1e9 / clip, clip / six);

@@ -20,12 +20,12 @@ namespace {
 const double kSampleRate = 51200.0;
 const int kFrameSize = 4096;
 const int kHalf = kFrameSize / 2;
-const float kLineSpacing = 12.5f;           // 51200 / 4096
-const double kPsd = 0.01;                   // g^2/Hz in the flat band
-const int kFirstFlat = 2;                   // 25 Hz, the first line above 20 Hz
-const int kLastFlat = 160;                  // 2000 Hz
-const int kMaxLine = 320;                   // 4000 Hz, the end of the upper skirt
-const int kBlocks = 375;                    // 30 s of drive
+const float kLineSpacing = 12.5f;  // 51200 / 4096
+const double kPsd = 0.01;          // g^2/Hz in the flat band
+const int kFirstFlat = 2;          // 25 Hz, the first line above 20 Hz
+const int kLastFlat = 160;         // 2000 Hz
+const int kMaxLine = 320;          // 4000 Hz, the end of the upper skirt
+const int kBlocks = 375;           // 30 s of drive
 const double kClipSigma = 3.0;
 
 double Db(double ratio)
@@ -80,7 +80,8 @@ double WorstDeviationDb(const std::vector<float>& measured, const std::vector<do
 {
     double worst = 0.0;
     for (int k = first; k <= last; ++k) {
-        const double d = Db(static_cast<double>(measured[static_cast<size_t>(k)]) / target[static_cast<size_t>(k)]);
+        const double d =
+            Db(static_cast<double>(measured[static_cast<size_t>(k)]) / target[static_cast<size_t>(k)]);
         if (std::fabs(d) > std::fabs(worst))
             worst = d;
     }
@@ -111,7 +112,8 @@ int main()
                                 kLastFlat, -12.0f);
     std::vector<double> targetPsd(kHalf);
     for (int k = 0; k < kHalf; ++k)
-        targetPsd[static_cast<size_t>(k)] = static_cast<double>(profile[static_cast<size_t>(k)]) / static_cast<double>(kLineSpacing);
+        targetPsd[static_cast<size_t>(k)] =
+            static_cast<double>(profile[static_cast<size_t>(k)]) / static_cast<double>(kLineSpacing);
     const double profileRms = qv::math::RMS_APS(profile.data(), kMaxLine);
 
     // 2. The base period. Four Hann onions overlap to a power of 1.5 (the sum
@@ -130,7 +132,8 @@ int main()
     // 3. 30 s of drive, one block at a time, after one block of fade-in.
     std::vector<float> block(kFrameSize), scratch(kFrameSize);
     std::vector<float> drive(static_cast<size_t>(kBlocks) * kFrameSize);
-    qv::math::AddRandomBandToTimeBuffer(onions.State(), block.data(), kFrameSize, base.data(), scratch.data());
+    qv::math::AddRandomBandToTimeBuffer(onions.State(), block.data(), kFrameSize, base.data(),
+                                        scratch.data());
     for (int b = 0; b < kBlocks; ++b) {
         std::fill(block.begin(), block.end(), 0.0f);
         qv::math::AddRandomBandToTimeBuffer(onions.State(), block.data(), kFrameSize, base.data(),
@@ -153,8 +156,9 @@ int main()
         psdPower += static_cast<double>(psd[static_cast<size_t>(k)]) * static_cast<double>(kLineSpacing);
 
     std::printf("Numora random drive: 20-2000 Hz at %.2f g^2/Hz, -6 dB/octave skirts to 4 kHz\n", kPsd);
-    std::printf("%.0f Hz, frames of %d samples (%.1f Hz lines), %.0f s of drive in %d blocks\n\n", kSampleRate,
-                kFrameSize, static_cast<double>(kLineSpacing), kBlocks * kFrameSize / kSampleRate, kBlocks);
+    std::printf("%.0f Hz, frames of %d samples (%.1f Hz lines), %.0f s of drive in %d blocks\n\n",
+                kSampleRate, kFrameSize, static_cast<double>(kLineSpacing),
+                kBlocks * kFrameSize / kSampleRate, kBlocks);
     std::printf("%-48s %10s %10s\n", "reading", "measured", "profile");
     std::printf("%-48s %10.3f %10s\n", "PSD, largest deviation 37.5-2000 Hz (dB)",
                 WorstDeviationDb(psd, targetPsd, kFirstFlat + 1, kLastFlat), "0");
@@ -181,18 +185,21 @@ int main()
         float* x = clipped.data() + static_cast<long>(b) * kFrameSize;
         double deviation = 0.0;
         changed += qv::math::SigmaClip(x, kFrameSize, qv::DriveClipSigma, kClipSigma, deviation, false);
-        worstBlock = std::max(worstBlock, static_cast<double>(qv::math::ArrayMaxAbs(x, kFrameSize, nullptr)) / deviation);
+        worstBlock = std::max(worstBlock,
+                              static_cast<double>(qv::math::ArrayMaxAbs(x, kFrameSize, nullptr)) / deviation);
     }
     const std::vector<float> clippedPsd = MeasurePsd(clipped);
     double above = 0.0;
     for (int k = kMaxLine + 8; k < kHalf; ++k)
         above += static_cast<double>(clippedPsd[static_cast<size_t>(k)]) * static_cast<double>(kLineSpacing);
     std::printf("\nSigmaClip at %.0f sigma, block by block\n", kClipSigma);
-    std::printf("%-48s %10.3f %10.3f\n", "crest factor of a block (its own deviation)", worstBlock, kClipSigma);
+    std::printf("%-48s %10.3f %10.3f\n", "crest factor of a block (its own deviation)", worstBlock,
+                kClipSigma);
     std::printf("%-48s %10.3f\n", "crest factor of the record", CrestFactor(clipped));
     std::printf("%-48s %10.3f\n", "samples clipped (%)", 100.0 * double(changed) / double(clipped.size()));
-    std::printf("%-48s %10.3f\n", "PSD change, largest 25-2000 Hz (dB)",
-                WorstDeviationDb(clippedPsd, std::vector<double>(psd.begin(), psd.end()), kFirstFlat, kLastFlat));
+    std::printf(
+        "%-48s %10.3f\n", "PSD change, largest 25-2000 Hz (dB)",
+        WorstDeviationDb(clippedPsd, std::vector<double>(psd.begin(), psd.end()), kFirstFlat, kLastFlat));
     std::printf("%-48s %10.1f\n", "power above 4.1 kHz, against the drive's (dB)", Db(above / psdPower));
 
     // 6. One frame with the profile's amplitudes, clipped iteratively: each call
@@ -208,18 +215,19 @@ int main()
     for (int k = 1; k <= kMaxLine; ++k)
         amplitude[static_cast<size_t>(k)] = std::sqrt(static_cast<double>(profile[static_cast<size_t>(k)]));
     std::printf("\nRandomUltraClip at %.0f sigma, one frame, amplitudes held\n", kClipSigma);
-    std::printf("%6s %14s %20s %26s\n", "call", "clipped last", "crest from phases", "line power change (dB)");
+    std::printf("%6s %14s %20s %26s\n", "call", "clipped last", "crest from phases",
+                "line power change (dB)");
     int pass = 0;
     double frameRms = 0.0;
     for (int call = 1; call <= 24; ++call) {
-        const int last = qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(), phase.data(),
-                                                   setup, kClipSigma, 1.0, pass, frameRms, 0.0);
+        const int last = qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(),
+                                                   phase.data(), setup, kClipSigma, 1.0, pass, frameRms, 0.0);
         if (call != 1 && call != 6 && call != 7 && call != 12 && call != 24)
             continue;
         double openRms = 0.0;
         std::vector<double> phaseCopy(phase);
-        qv::math::FRQtoTIM_PhaseSigmaClip(amplitude.data(), open.data(), spectrum.data(), phaseCopy.data(), setup,
-                                          1e9, false, 1.0, openRms, 0.0);
+        qv::math::FRQtoTIM_PhaseSigmaClip(amplitude.data(), open.data(), spectrum.data(), phaseCopy.data(),
+                                          setup, 1e9, false, 1.0, openRms, 0.0);
         const double openCrest = qv::math::ArrayMaxAbs(open.data(), kFrameSize, nullptr) / openRms;
         // Line powers of the clipped frame, scaled to the held in-band power.
         qv::math::TIMtoFFT(time.data(), lines.data(), kFrameSize, QV_FFT_SCALE_RMS);
@@ -230,7 +238,8 @@ int main()
         }
         for (int k = kFirstFlat; k <= kLastFlat; ++k) {
             const double power = lines[2 * k] * lines[2 * k] + lines[2 * k + 1] * lines[2 * k + 1];
-            const double d = Db(power * held / inBand / (amplitude[static_cast<size_t>(k)] * amplitude[static_cast<size_t>(k)]));
+            const double d = Db(power * held / inBand /
+                                (amplitude[static_cast<size_t>(k)] * amplitude[static_cast<size_t>(k)]));
             if (std::fabs(d) > std::fabs(worstLine))
                 worstLine = d;
         }

@@ -69,7 +69,8 @@ void Simple(Bytes& in)
     case 0: {
         const int count = qv::math::SigmaClip(data.data(), n, type, sigma, dev, overshoot);
         Check(count == Changed(before, data));
-        const bool clips = type == qv::DriveClipSigma || type == qv::DriveClipSixSigma || type == qv::DriveClipZeroOut;
+        const bool clips =
+            type == qv::DriveClipSigma || type == qv::DriveClipSixSigma || type == qv::DriveClipZeroOut;
         if (!clips)
             Check(count == 0);
         for (size_t i = 0; i < data.size(); ++i) {
@@ -78,7 +79,8 @@ void Simple(Bytes& in)
             if (type == qv::DriveClipZeroOut)
                 Check(data[i] == 0.0f);
             else
-                Check(std::fabs(data[i]) == limit && data[i] * before[i] >= 0.0f);  // the same limit, same side
+                Check(std::fabs(data[i]) == limit &&
+                      data[i] * before[i] >= 0.0f);  // the same limit, same side
         }
         break;
     }
@@ -111,7 +113,8 @@ void Iterative(Bytes& in)
     const int size = 64 << in.Small(3);  // 64, 128 or 256
     QV_BASE_FRAME_SETUP frame{};
     qv::math::UpdateFrameInfo(frame, static_cast<uint32_t>(size),
-                              in.Take<uint8_t>() & 1 ? QV_FFT_SCALE_PEAK : QV_FFT_SCALE_RMS, 2560.0, 2.56, 1000.0);
+                              in.Take<uint8_t>() & 1 ? QV_FFT_SCALE_PEAK : QV_FFT_SCALE_RMS, 2560.0, 2.56,
+                              1000.0);
     frame.firstLine = static_cast<uint32_t>(in.Small(8));
     frame.lastLine = frame.lines - static_cast<uint32_t>(in.Small(8));
     std::vector<double> amplitude(static_cast<size_t>(size), 0.0), time(static_cast<size_t>(size));
@@ -123,16 +126,17 @@ void Iterative(Bytes& in)
     const double above = in.UnitD(0.01);
     double rms = -1.0;
     if (in.Take<uint8_t>() & 1) {
-        const int count = qv::math::FRQtoTIM_PhaseSigmaClip(amplitude.data(), time.data(), spectrum.data(),
-                                                            phase.data(), frame, sigma, true, peak, rms, above);
+        const int count =
+            qv::math::FRQtoTIM_PhaseSigmaClip(amplitude.data(), time.data(), spectrum.data(), phase.data(),
+                                              frame, sigma, true, peak, rms, above);
         Check(count >= 0 && count <= size && std::isfinite(rms));
     } else {
         int pass = in.Small(10);
         const int calls = in.Small(4) + 1;
         for (int c = 0; c < calls; ++c) {
             const int before = pass;
-            const int count = qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(), phase.data(),
-                                                        frame, sigma, peak, pass, rms, above);
+            const int count = qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(),
+                                                        phase.data(), frame, sigma, peak, pass, rms, above);
             Check(pass == before + 1 && count >= 0 && count <= size && std::isfinite(rms));
         }
     }

@@ -164,9 +164,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Bytes in{data, size};
     switch (in.Small(3)) {
-    case 0: Generator(in); break;
-    case 1: Overlap(in); break;
-    default: Wrapper(in); break;
+    case 0:
+        Generator(in);
+        break;
+    case 1:
+        Overlap(in);
+        break;
+    default:
+        Wrapper(in);
+        break;
     }
     return 0;
 }

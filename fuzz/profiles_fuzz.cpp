@@ -99,7 +99,8 @@ void Skirts(Bytes& in)
         if (!inSkirt)
             Check(a[static_cast<size_t>(k)] == before[static_cast<size_t>(k)]);
         else
-            Check(a[static_cast<size_t>(k)] <= before[static_cast<size_t>(k)] && a[static_cast<size_t>(k)] >= 0.0f);
+            Check(a[static_cast<size_t>(k)] <= before[static_cast<size_t>(k)] &&
+                  a[static_cast<size_t>(k)] >= 0.0f);
     }
 }
 
@@ -137,8 +138,8 @@ void Band(Bytes& in)
     std::vector<float> a(64, kGuard);
     a[0] = in.Unit(10.0f);
     const float start = first > 0 ? 0.0f : a[0];
-    qv::math::APSCreateBand(a.data(), 0, first, last, df, top, octave ? QV_DAC_BAND_OCTAVE : QV_DAC_BAND_LINEAR,
-                            levels, bands, ramp);
+    qv::math::APSCreateBand(a.data(), 0, first, last, df, top,
+                            octave ? QV_DAC_BAND_OCTAVE : QV_DAC_BAND_LINEAR, levels, bands, ramp);
     // The last position that may be written belongs to line counter last + 1.
     const int limit = first > 0 ? last + 1 : last + 2 - first;
     Check(Guarded(a, limit + 1));
@@ -199,15 +200,19 @@ void Table(Bytes& in)
     std::vector<float> freq(41, kGuard), level(41, kGuard), lim1(41, kGuard), lim2(41, kGuard);
     freq[0] = in.Unit(5000.0f);
     qv::math::Calc_Table_Curves(&t, level.data(), lim1.data(), lim2.data(), freq.data(), count, spacing);
-    Check(Guarded(level, std::max(count, 0)) && Guarded(lim1, std::max(count, 0)) && Guarded(lim2, std::max(count, 0)));
+    Check(Guarded(level, std::max(count, 0)) && Guarded(lim1, std::max(count, 0)) &&
+          Guarded(lim2, std::max(count, 0)));
     const float f0 = t.frequency[0], f1 = t.frequency[std::max(t.numPoints - 1, 0)];
     for (int j = 0; j < count; ++j) {
         const float v = level[static_cast<size_t>(j)];
-        const bool inside = t.numPoints >= 2 && freq[static_cast<size_t>(j)] >= f0 && freq[static_cast<size_t>(j)] <= f1;
+        const bool inside =
+            t.numPoints >= 2 && freq[static_cast<size_t>(j)] >= f0 && freq[static_cast<size_t>(j)] <= f1;
         if (count > 1)
-            Check(freq[static_cast<size_t>(j)] <= f1 && (j == 0 || freq[static_cast<size_t>(j)] >= freq[static_cast<size_t>(j - 1)]));
+            Check(freq[static_cast<size_t>(j)] <= f1 &&
+                  (j == 0 || freq[static_cast<size_t>(j)] >= freq[static_cast<size_t>(j - 1)]));
         if (!inside) {
-            Check(v == 1e-30f && lim1[static_cast<size_t>(j)] == 1e-30f && lim2[static_cast<size_t>(j)] == 1e-30f);
+            Check(v == 1e-30f && lim1[static_cast<size_t>(j)] == 1e-30f &&
+                  lim2[static_cast<size_t>(j)] == 1e-30f);
             continue;
         }
         Check(std::isfinite(v) && v > 0.0f);
@@ -222,13 +227,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Bytes in{data, size};
     switch (in.Small(7)) {
-    case 0: Flat(in); break;
-    case 1: FlatBand(in); break;
-    case 2: Skirts(in); break;
-    case 3: Shape(in); break;
-    case 4: Band(in); break;
-    case 5: Scarify(in); break;
-    default: Table(in); break;
+    case 0:
+        Flat(in);
+        break;
+    case 1:
+        FlatBand(in);
+        break;
+    case 2:
+        Skirts(in);
+        break;
+    case 3:
+        Shape(in);
+        break;
+    case 4:
+        Band(in);
+        break;
+    case 5:
+        Scarify(in);
+        break;
+    default:
+        Table(in);
+        break;
     }
     return 0;
 }

@@ -71,7 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<float> a(static_cast<size_t>(n) + 1, 0.5f);
     qv::math::AddSineWave(a.data(), n, frequency, sineAmplitude, 48000.0);
     for (int i = 0; i < n; ++i)
-        Check(std::fabs(static_cast<double>(a[static_cast<size_t>(i)]) - 0.5) <= sineAmplitude * (1.0 + 1e-6) + 1e-7);
+        Check(std::fabs(static_cast<double>(a[static_cast<size_t>(i)]) - 0.5) <=
+              sineAmplitude * (1.0 + 1e-6) + 1e-7);
     Check(a[static_cast<size_t>(n)] == 0.5f);
 
     // Overshoot: between 0.449 and 1.088 for 0 <= x <= 4.8, and 1 above.

@@ -81,8 +81,7 @@ int SigmaClip(float* data, int n, DriveClipType type, double sigma, double& stdD
     return ArrayClip(data, n, -limit, limit);
 }
 
-float GetSigmaClip(float* data, int n, DriveClipType type, double sigma, double& stdDev,
-                   bool overshoot)
+float GetSigmaClip(float* data, int n, DriveClipType type, double sigma, double& stdDev, bool overshoot)
 {
     if (type == DriveClipNone || n < 1)
         return 0.0f;
@@ -143,8 +142,8 @@ int RangeClip(float* data, int n, float low, float high)
 }
 
 int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* spectrum, double* phase,
-                            QV_BASE_FRAME_SETUP& frame, double sigma, bool normalize,
-                            double peakTarget, double& rmsOut, double aboveBandValue)
+                            QV_BASE_FRAME_SETUP& frame, double sigma, bool normalize, double peakTarget,
+                            double& rmsOut, double aboveBandValue)
 {
     const int frameSize = static_cast<int>(frame.frameSize);
     const int halfFrame = static_cast<int>(frame.halfFrame);
@@ -153,8 +152,7 @@ int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* spectrum, d
 
     FRQtoFFT(amplitude, phase, lines, halfFrame);
     ArrayInitBelowBand(lines, linesWithDC, std::max(static_cast<int>(frame.firstLine), 1), 0.0, 0.0);
-    ArrayInitAboveBand(lines, linesWithDC, static_cast<int>(frame.lastLine), aboveBandValue,
-                       aboveBandValue);
+    ArrayInitAboveBand(lines, linesWithDC, static_cast<int>(frame.lastLine), aboveBandValue, aboveBandValue);
     FFTtoTIM(spectrum, time, frameSize, frame.fftScaling);
     double rms = 0.0;
     const int clipped = SigmaClip(time, frameSize, sigma, rms, true);
@@ -169,8 +167,8 @@ int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* spectrum, d
 }
 
 int RandomUltraClip(double* amplitude, double* time, double* spectrum, double* phase,
-                    QV_BASE_FRAME_SETUP& frame, double sigma, double peakTarget, int& pass,
-                    double& rmsOut, double aboveBandValue)
+                    QV_BASE_FRAME_SETUP& frame, double sigma, double peakTarget, int& pass, double& rmsOut,
+                    double aboveBandValue)
 {
     const int frameSize = static_cast<int>(frame.frameSize);
     const int halfFrame = static_cast<int>(frame.halfFrame);

@@ -18,11 +18,11 @@ namespace qv {
 // (see there), and a value no routine knows does nothing.
 enum DriveClipType : int32_t {
     DriveClipNone = 0,
-    DriveClipSigma = 1,         // clip at sigma standard deviations
-    DriveClipSixSigma = 2,      // clip at six standard deviations
-    DriveClipSigmaLimit3 = 3,   // a limit of sigma deviations, reported but not applied by SigmaClip
-    DriveClipZeroOut = 4,       // samples beyond sigma deviations become 0 (SigmaClip only)
-    DriveClipSigmaLimit5 = 5,   // as DriveClipSigmaLimit3
+    DriveClipSigma = 1,        // clip at sigma standard deviations
+    DriveClipSixSigma = 2,     // clip at six standard deviations
+    DriveClipSigmaLimit3 = 3,  // a limit of sigma deviations, reported but not applied by SigmaClip
+    DriveClipZeroOut = 4,      // samples beyond sigma deviations become 0 (SigmaClip only)
+    DriveClipSigmaLimit5 = 5,  // as DriveClipSigmaLimit3
 };
 
 }  // namespace qv
@@ -45,8 +45,8 @@ NUMORA_API int SigmaClip(float* data, int n, qv::DriveClipType type, float limit
 // precision: mean and mean square from ArrayMean in double, s =
 // sqrt(q - m * m) in double; L = (float)(s * sigma) or (float)(s * 6.0).
 // choice: n < 1 returns 0 and writes nothing, stdDev included.
-NUMORA_API int SigmaClip(float* data, int n, qv::DriveClipType type, double sigma,
-                         double& stdDev, bool overshoot);
+NUMORA_API int SigmaClip(float* data, int n, qv::DriveClipType type, double sigma, double& stdDev,
+                         bool overshoot);
 
 // The limit SigmaClip would use, without touching data: s * sigma for
 // DriveClipSigma, DriveClipSigmaLimit3 and DriveClipSigmaLimit5, 6 * s for
@@ -54,8 +54,8 @@ NUMORA_API int SigmaClip(float* data, int n, qv::DriveClipType type, double sigm
 // stdDev is written as in SigmaClip.
 // precision: as SigmaClip.
 // choice: n < 1 returns 0 and writes nothing.
-NUMORA_API float GetSigmaClip(float* data, int n, qv::DriveClipType type, double sigma,
-                              double& stdDev, bool overshoot);
+NUMORA_API float GetSigmaClip(float* data, int n, qv::DriveClipType type, double sigma, double& stdDev,
+                              bool overshoot);
 
 // As SigmaClip with single-precision statistics and no overshoot: clips at
 // s * sigma for DriveClipSigma, DriveClipSigmaLimit3 and DriveClipSigmaLimit5,
@@ -90,10 +90,9 @@ NUMORA_API int RangeClip(float* data, int n, float low, float high);
 // Buffers: amplitude and spectrum frameSize doubles, time frameSize samples,
 // phase halfFrame angles in radians; spectrum is scratch.
 // Allocates nothing.
-NUMORA_API int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* spectrum,
-                                       double* phase, QV_BASE_FRAME_SETUP& frame, double sigma,
-                                       bool normalize, double peakTarget, double& rmsOut,
-                                       double aboveBandValue);
+NUMORA_API int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* spectrum, double* phase,
+                                       QV_BASE_FRAME_SETUP& frame, double sigma, bool normalize,
+                                       double peakTarget, double& rmsOut, double aboveBandValue);
 
 // Up to three iterations of building a frame from the fixed amplitudes and
 // the current phases, clipping it at sigma times its deviation and taking the
@@ -110,8 +109,8 @@ NUMORA_API int FRQtoTIM_PhaseSigmaClip(double* amplitude, double* time, double* 
 // six per call.
 // Allocates nothing.
 NUMORA_API int RandomUltraClip(double* amplitude, double* time, double* spectrum, double* phase,
-                               QV_BASE_FRAME_SETUP& frame, double sigma, double peakTarget,
-                               int& pass, double& rmsOut, double aboveBandValue);
+                               QV_BASE_FRAME_SETUP& frame, double sigma, double peakTarget, int& pass,
+                               double& rmsOut, double aboveBandValue);
 
 }  // namespace math
 }  // namespace qv

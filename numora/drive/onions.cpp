@@ -38,8 +38,8 @@ float RandomGenF(RANDOM_GENSTATE& gen)
     if (gen.seed < 0 || gen.seeded == 0) {
         gen.seeded = 1;
         // 150889 - seed, wrapping as 32-bit arithmetic would for the most negative seeds.
-        const int32_t start = static_cast<int32_t>(
-            static_cast<uint32_t>(kIncrement) - static_cast<uint32_t>(gen.seed));
+        const int32_t start =
+            static_cast<int32_t>(static_cast<uint32_t>(kIncrement) - static_cast<uint32_t>(gen.seed));
         gen.seed = start % kModulus;
         if (gen.seed < 0)
             gen.seed = -gen.seed;
@@ -139,9 +139,8 @@ void RandomOnionsApply(RANDOM_ONIONSTATE& state, float* out, float* base, int n,
     }
 }
 
-void InitRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* /*timeBuffer*/, int n,
-                                float* base, int maxLine, float lineSpacing, float level,
-                                float lowFreq, float highFreq)
+void InitRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* /*timeBuffer*/, int n, float* base,
+                                int maxLine, float lineSpacing, float level, float lowFreq, float highFreq)
 {
     APSCreateFlatBand(base, n, maxLine, lineSpacing, level, lowFreq, highFreq);
     APSAddRandomPhase(base, n, maxLine);

@@ -20,22 +20,22 @@ namespace qv {
 // 150889) with a 97-slot shuffle. The caller starts it by setting seed to a
 // negative value (or any value with seeded = 0); RandomGenF fills the rest.
 struct RANDOM_GENSTATE {
-    int32_t seed;          // congruential state; negative asks for a reseed; 0 ... 714024 after a draw
-    int32_t seeded;        // 0 until the table has been filled, then 1
-    int32_t shuffle[98];   // shuffle table; entries 1 to 97 are used
-    int32_t lastValue;     // last value returned, before scaling; picks the next slot
+    int32_t seed;         // congruential state; negative asks for a reseed; 0 ... 714024 after a draw
+    int32_t seeded;       // 0 until the table has been filled, then 1
+    int32_t shuffle[98];  // shuffle table; entries 1 to 97 are used
+    int32_t lastValue;    // last value returned, before scaling; picks the next slot
 };
 
 // The overlap generator. The caller owns the record and clears it (all zero)
 // before the first RandomOnionsCreate; the buffers it points to belong to the
 // record from RandomOnionsCreate to RandomOnionsDestroy.
 struct RANDOM_ONIONSTATE {
-    RANDOM_GENSTATE gen;   // draws the random starts
-    float** onions;        // numOnions buffers of frameSize samples
-    float* window;         // Hann window of frameSize samples
-    int32_t numOnions;     // 4 once created, 0 in a fresh record
-    int32_t frameSize;     // samples in one onion
-    int32_t current;       // onion filled next, 0 ... 3; 0 between blocks
+    RANDOM_GENSTATE gen;  // draws the random starts
+    float** onions;       // numOnions buffers of frameSize samples
+    float* window;        // Hann window of frameSize samples
+    int32_t numOnions;    // 4 once created, 0 in a fresh record
+    int32_t frameSize;    // samples in one onion
+    int32_t current;      // onion filled next, 0 ... 3; 0 between blocks
 };
 
 namespace math {
@@ -87,12 +87,13 @@ NUMORA_API void RandomOnionsAdd(qv::RANDOM_ONIONSTATE& state, float* out, int n,
 // onion (RandomStartTimeFrame into onions[current], then the window) replaces
 // the oldest one, RandomOnionsAdd writes the next quarter of out, and current
 // steps on. Buffers carry over between calls, so blocks join seamlessly; the
-// first 3n/4 samples of a new state fade in. n other than frameSize (or a
-// record without buffers) does nothing: out, generator and current stay.
+// first 3n/4 samples of a new state fade in. n other than frameSize does
+// nothing: out, generator and current stay.
+// choice: a record without buffers (fresh, destroyed, or after a failed
+// create) is refused in the same way, whatever frameSize says.
 // precision: each onion sample is src * window in float.
 // Allocates nothing.
-NUMORA_API void RandomOnionsApply(qv::RANDOM_ONIONSTATE& state, float* out, float* base, int n,
-                                  float scale);
+NUMORA_API void RandomOnionsApply(qv::RANDOM_ONIONSTATE& state, float* out, float* base, int n, float scale);
 
 // Builds a base period in base and creates the state: the flat band profile
 // (APSCreateFlatBand, zero outside), random phases (APSAddRandomPhase, which
@@ -109,12 +110,14 @@ NUMORA_API void InitRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* 
 // choice: when RandomOnionsApply refuses (n other than frameSize, or no
 // buffers) nothing is added, rather than whatever scratch held.
 // Allocates nothing.
-NUMORA_API void AddRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* timeBuffer, int n,
-                                          float* base, float* scratch);
+NUMORA_API void AddRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* timeBuffer, int n, float* base,
+                                          float* scratch);
 
 // Owning wrapper of a RANDOM_ONIONSTATE for C++ callers: creates the state
 // in its constructor and destroys it in its destructor. Movable, not
-// copyable; a moved-from object holds a cleared record.
+// copyable.
+// choice: a moved-from object holds a cleared record (no buffers), as a
+// default-constructed one does; a record is never owned twice.
 class NUMORA_API CRandomOnions {
 public:
     // A cleared record without buffers.

@@ -36,8 +36,8 @@ float SkirtGain(int k, int c, double sign, double slope)
 }
 
 // The flat band with `outside` everywhere off the band.
-void FlatBand(float* aps, int n, int maxLine, float lineSpacing, float level, float lowFreq,
-              float highFreq, float outside)
+void FlatBand(float* aps, int n, int maxLine, float lineSpacing, float level, float lowFreq, float highFreq,
+              float outside)
 {
     if (std::max(n, maxLine + 1) < 1)
         return;
@@ -82,9 +82,8 @@ float SegmentValue(const ref_tag& ref, int i, float f)
     const float lP = ref.level[i - 1], lQ = ref.level[i];
     if (ref.segmentType[i] == 0)
         return (f - fP) * ((lQ - lP) / (fQ - fP)) + lP;
-    const float slope = static_cast<float>(
-        20.0 * std::log10(static_cast<double>(lQ / lP)) /
-        (std::log10(static_cast<double>(fQ / fP)) / std::log10(2.0)));
+    const float slope = static_cast<float>(20.0 * std::log10(static_cast<double>(lQ / lP)) /
+                                           (std::log10(static_cast<double>(fQ / fP)) / std::log10(2.0)));
     const double octaveDb = 20.0 * std::log10(2.0);
     return static_cast<float>(
         std::pow(static_cast<double>(f) / static_cast<double>(fP), static_cast<double>(slope) / octaveDb) *
@@ -110,17 +109,16 @@ void APSCreateFlat(float* aps, int n, int maxLine, float level)
     FillLines(aps, maxLine + 1, n - 1, 0.0f);
 }
 
-void APSCreateFlatBand(float* aps, int n, int maxLine, float lineSpacing, float level,
-                       float lowFreq, float highFreq)
+void APSCreateFlatBand(float* aps, int n, int maxLine, float lineSpacing, float level, float lowFreq,
+                       float highFreq)
 {
     FlatBand(aps, n, maxLine, lineSpacing, level, lowFreq, highFreq, 0.0f);
 }
 
-void APSCreateFlatBand(float* aps, int n, int maxLine, float lineSpacing, float level,
-                       float lowFreq, float highFreq, float outOfBandDb)
+void APSCreateFlatBand(float* aps, int n, int maxLine, float lineSpacing, float level, float lowFreq,
+                       float highFreq, float outOfBandDb)
 {
-    FlatBand(aps, n, maxLine, lineSpacing, level, lowFreq, highFreq,
-             ScaleByDB(level, outOfBandDb, 10.0f));
+    FlatBand(aps, n, maxLine, lineSpacing, level, lowFreq, highFreq, ScaleByDB(level, outOfBandDb, 10.0f));
 }
 
 void APSAddFall(float* aps, int /*n*/, int maxLine, int cornerLine, double slope)
@@ -153,16 +151,15 @@ void APSCreateRise(float* aps, int n, int maxLine, float level, int cornerLine, 
     APSAddRise(aps, n, maxLine, cornerLine, static_cast<double>(slope));
 }
 
-void APSCreateRiseFall(float* aps, int n, int maxLine, float level, int riseLine,
-                       float riseSlope, int fallLine, float fallSlope)
+void APSCreateRiseFall(float* aps, int n, int maxLine, float level, int riseLine, float riseSlope,
+                       int fallLine, float fallSlope)
 {
     APSCreateFlat(aps, n, maxLine, level);
     APSAddRise(aps, n, maxLine, riseLine, static_cast<double>(riseSlope));
     APSAddFall(aps, n, maxLine, fallLine, static_cast<double>(fallSlope));
 }
 
-void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing, QV_CORNER* corners,
-                    int numCorners)
+void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing, QV_CORNER* corners, int numCorners)
 {
     if (numCorners <= 0) {
         FillLines(aps, 0, n - 1, 0.0f);
@@ -194,9 +191,8 @@ void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing, QV_CORNER
     FillLines(aps, maxLine + 1, n - 1, 0.0f);
 }
 
-void APSCreateBand(float* aps, int /*n*/, int firstLine, int lastLine, float lineSpacing,
-                   float topFreq, QV_DAC_OUTPUT_BANDTYPE type, float* levels, int numBands,
-                   float rampFraction)
+void APSCreateBand(float* aps, int /*n*/, int firstLine, int lastLine, float lineSpacing, float topFreq,
+                   QV_DAC_OUTPUT_BANDTYPE type, float* levels, int numBands, float rampFraction)
 {
     const int bands = std::max(numBands, 0);
     float* upper = new (std::nothrow) float[bands];
@@ -284,8 +280,8 @@ void APSScarifyMin(float* aps, int n, int factor)
     FillLines(aps, c, n - 1, 0.0f);
 }
 
-void Calc_Table_Curves(ref_tag* ref, float* levelOut, float* limit1Out, float* limit2Out,
-                       float* freq, int count, int spacing)
+void Calc_Table_Curves(ref_tag* ref, float* levelOut, float* limit1Out, float* limit2Out, float* freq,
+                       int count, int spacing)
 {
     if (count < 1)
         return;

@@ -31,15 +31,15 @@ enum QV_DAC_OUTPUT_BANDTYPE : int32_t {
 // blocks (application*), so that the read fields stay in their places.
 struct ref_tag {
     uint32_t application[3];
-    int32_t numPoints;              // breakpoints in use, at most 500
+    int32_t numPoints;  // breakpoints in use, at most 500
     uint32_t application2[4];
-    int32_t segmentType[500];       // segment i - 1 to i: 0 linear, else straight on log-log axes
-    float frequency[500];           // strictly ascending
+    int32_t segmentType[500];  // segment i - 1 to i: 0 linear, else straight on log-log axes
+    float frequency[500];      // strictly ascending
     float applicationCurve[500];
-    float level[500];               // reference level at each breakpoint
-    float limit1Db[500];            // dB offset of the first limit curve
+    float level[500];     // reference level at each breakpoint
+    float limit1Db[500];  // dB offset of the first limit curve
     float applicationLimit[500];
-    float limit2Db[500];            // dB offset of the second limit curve
+    float limit2Db[500];  // dB offset of the second limit curve
 };
 
 namespace qv {
@@ -79,14 +79,12 @@ NUMORA_API void APSAddFall(float* aps, int n, int maxLine, int cornerLine, doubl
 NUMORA_API void APSAddRise(float* aps, int n, int maxLine, int cornerLine, double slope);
 
 // APSCreateFlat, then APSAddFall.
-NUMORA_API void APSCreateFall(float* aps, int n, int maxLine, float level, int cornerLine,
-                              float slope);
+NUMORA_API void APSCreateFall(float* aps, int n, int maxLine, float level, int cornerLine, float slope);
 // APSCreateFlat, then APSAddRise.
-NUMORA_API void APSCreateRise(float* aps, int n, int maxLine, float level, int cornerLine,
-                              float slope);
+NUMORA_API void APSCreateRise(float* aps, int n, int maxLine, float level, int cornerLine, float slope);
 // APSCreateFlat, then APSAddRise, then APSAddFall; overlapping skirts multiply.
-NUMORA_API void APSCreateRiseFall(float* aps, int n, int maxLine, float level, int riseLine,
-                                  float riseSlope, int fallLine, float fallSlope);
+NUMORA_API void APSCreateRiseFall(float* aps, int n, int maxLine, float level, int riseLine, float riseSlope,
+                                  int fallLine, float fallSlope);
 
 // Linear interpolation of level over frequency between the corners, zero
 // below the first and above the last corner and on line 0; lines above
@@ -95,8 +93,8 @@ NUMORA_API void APSCreateRiseFall(float* aps, int n, int maxLine, float level, i
 // the corners must ascend.
 // precision: the line frequency is a running float sum of lineSpacing; the
 // interpolation (f - F0) / (F1 - F0) * (L1 - L0) + L0 in float.
-NUMORA_API void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing,
-                               QV_CORNER* corners, int numCorners);
+NUMORA_API void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing, QV_CORNER* corners,
+                               int numCorners);
 
 // A staircase of band levels from firstLine on: each band ramps from the
 // previous level (not reaching either end) and then holds its own level.
@@ -116,8 +114,8 @@ NUMORA_API void APSCreateShape(float* aps, int n, int maxLine, float lineSpacing
 // Allocates two scratch arrays of numBands floats and frees them; if that
 // fails, only the lines below firstLine are zeroed.
 NUMORA_API void APSCreateBand(float* aps, int n, int firstLine, int lastLine, float lineSpacing,
-                              float topFreq, QV_DAC_OUTPUT_BANDTYPE type, float* levels,
-                              int numBands, float rampFraction);
+                              float topFreq, QV_DAC_OUTPUT_BANDTYPE type, float* levels, int numBands,
+                              float rampFraction);
 
 // Thins a profile by factor keeping its lower envelope: aps[c] = minimum of
 // lines c * factor - factor / 2 ... c * factor + factor / 2 (within the array)
@@ -140,11 +138,11 @@ NUMORA_API void APSScarifyMin(float* aps, int n, int factor);
 // float; log-log value pow(f / fP, slope / (20 log10 2)) * lP in double,
 // rounded to float; dB / 20 in float, the power in double, rounded to float,
 // times the level in float.
-// choice: numPoints above 500 counts as 500 and a table with no point reads
-// its end frequency from point 0; a frequency that falls in no segment (NaN)
-// counts as outside.
-NUMORA_API void Calc_Table_Curves(ref_tag* ref, float* levelOut, float* limit1Out,
-                                  float* limit2Out, float* freq, int count, int spacing);
+// choice: spacing is an int. numPoints above 500 counts as 500, and a table
+// with no point reads its end frequency from point 0; a frequency that falls
+// in no segment (NaN) counts as outside.
+NUMORA_API void Calc_Table_Curves(ref_tag* ref, float* levelOut, float* limit1Out, float* limit2Out,
+                                  float* freq, int count, int spacing);
 
 }  // namespace math
 }  // namespace qv

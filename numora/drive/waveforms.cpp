@@ -7,8 +7,8 @@
 namespace qv {
 namespace math {
 
-int GenTrapezoid(float* out, int start, double sampleRate, double riseMs, double holdMs,
-                 double fallMs, double amplitude)
+int GenTrapezoid(float* out, int start, double sampleRate, double riseMs, double holdMs, double fallMs,
+                 double amplitude)
 {
     // Exact sample counts; the ramps step by the exact count, the loops run
     // over the whole ones.
@@ -57,9 +57,9 @@ float InterpOvershoot(float x)
 {
     if (x > 4.8f)
         return 1.0f;
-    float g = static_cast<float>(std::pow(static_cast<double>(1.27f),
-                                          static_cast<double>(std::fabs(2.8f - x))) *
-                                 static_cast<double>(1.14f));
+    float g =
+        static_cast<float>(std::pow(static_cast<double>(1.27f), static_cast<double>(std::fabs(2.8f - x))) *
+                           static_cast<double>(1.14f));
     if (x > 3.8f)
         g = g / static_cast<float>(std::pow(2.0, static_cast<double>(x - 3.8f)));
     return 1.0f / g;

@@ -48,12 +48,14 @@ TEST(SigmaClip, LimitFromTheDeviationPerTypeAboutZero)
     EXPECT_EQ(8, SigmaClip(d.data(), 8, DriveClipSigma, 1.5, dev, true));  // overshoot: the curve at L
     EXPECT_TRUE(d[0] == InterpOvershoot(l15) && d[3] == -InterpOvershoot(l15));
     d = kFrame;
-    for (DriveClipType t : {DriveClipSixSigma, DriveClipSigmaLimit3, DriveClipSigmaLimit5, DriveClipType(6)}) {
+    for (DriveClipType t :
+         {DriveClipSixSigma, DriveClipSigmaLimit3, DriveClipSigmaLimit5, DriveClipType(6)}) {
         dev = -1.0;
         EXPECT_EQ(0, SigmaClip(d.data(), 8, t, 0.1, dev, false));
         EXPECT_EQ(s, dev) << t;  // written, though nothing is clipped
     }
     dev = -1.0;
+    EXPECT_EQ(0, SigmaClip(d.data(), 0, DriveClipSigma, 0.1, dev, false));  // no count: no statistics
     EXPECT_EQ(0, SigmaClip(d.data(), 8, DriveClipNone, 0.1, dev, false));
     EXPECT_EQ(0, SigmaClip(d.data(), 8, DriveClipNone, 0.5f));
     EXPECT_TRUE(dev == -1.0 && BitEqual(kFrame.data(), d.data(), 8));
@@ -69,7 +71,8 @@ TEST(SigmaClip, LimitQuerySinglePrecisionDoubleFramesAndRanges)
     std::vector<float> d = kFrame;
     double dev = -1.0;
     EXPECT_EQ(static_cast<float>(s * 2.0), GetSigmaClip(d.data(), 8, DriveClipSigmaLimit5, 2.0, dev, false));
-    EXPECT_EQ(InterpOvershoot(static_cast<float>(s * 6.0)), GetSigmaClip(d.data(), 8, DriveClipSixSigma, 2.0, dev, true));
+    EXPECT_EQ(InterpOvershoot(static_cast<float>(s * 6.0)),
+              GetSigmaClip(d.data(), 8, DriveClipSixSigma, 2.0, dev, true));
     dev = -1.0;
     EXPECT_EQ(0.0f, GetSigmaClip(d.data(), 8, DriveClipZeroOut, 2.0, dev, true));  // no curve, but stdDev
     EXPECT_TRUE(dev == s && BitEqual(kFrame.data(), d.data(), 8));
@@ -119,21 +122,25 @@ TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
     LoadRandomPhase(phase.data(), 256, 128, 4);
     start = phase;
     double rms = 0.0;
-    EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), open.data(), spectrum.data(), phase.data(), f, 100.0, false, 1.0,
-                                         rms, 0.01));
+    EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), open.data(), spectrum.data(), phase.data(), f, 100.0,
+                                         false, 1.0, rms, 0.01));
     EXPECT_TRUE(BitEqual(start.data(), phase.data(), 128) && rms == Rms(open.data(), 256));
     // RMS scaling: the plain DFT line is amplitude / sqrt(2) at the phase; lines
     // below 5 cleared, 91 to 100 at (0.01, 0.01), the amplitudes again above.
     const std::vector<double> x = numora_test::NaiveDftPacked(open.data(), 256);
     for (int k : {4, 5, 90, 91, 100, 101})
-        ASSERT_NEAR(k < 5 ? 0.0 : k > 90 && k <= 100 ? 0.01 : amp[k] * std::sin(start[k]), x[2 * k + 1] * std::sqrt(2.0),
-                    1e-12) << k;
+        ASSERT_NEAR(k < 5                ? 0.0
+                    : k > 90 && k <= 100 ? 0.01
+                                         : amp[k] * std::sin(start[k]),
+                    x[2 * k + 1] * std::sqrt(2.0), 1e-12)
+            << k;
     const double limit = 1.5 * Rms(open.data(), 256);
-    const int beyond = static_cast<int>(std::count_if(open.begin(), open.end(), [&](double v) { return std::fabs(v) > limit; }));
+    const int beyond = static_cast<int>(
+        std::count_if(open.begin(), open.end(), [&](double v) { return std::fabs(v) > limit; }));
     ASSERT_GT(beyond, 0);
     const std::size_t allocations = numora_test::AllocationCount();
-    EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, false, 1.0,
-                                              rms, 0.01));
+    EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5,
+                                              false, 1.0, rms, 0.01));
     EXPECT_EQ(allocations, numora_test::AllocationCount());
     const std::vector<double> y = numora_test::NaiveDftPacked(time.data(), 256);
     for (int i = 0; i < 256; ++i)
@@ -141,7 +148,8 @@ TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
     for (int k = 1; k < 128; ++k)
         ASSERT_NEAR(std::atan2(y[2 * k + 1], y[2 * k]), phase[k], 1e-9) << k;
     phase = start;
-    FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, true, 2.0, rms, 0.01);
+    FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, true, 2.0, rms,
+                            0.01);
     EXPECT_NEAR(2.0, ArrayMaxAbs(time.data(), 256, nullptr), 1e-15);
     EXPECT_EQ(Rms(time.data(), 256), rms);
 }
@@ -207,8 +215,8 @@ TEST(RandomUltraClip, IteratesUntilNothingOrMoreIsClippedAtMostThriceAndRaisesPa
             double rms = 0.0;
             phase = carried;
             const std::size_t allocations = numora_test::AllocationCount();
-            const int got = RandomUltraClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, sigma, 1.25, p,
-                                            rms, 0.002);
+            const int got = RandomUltraClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, sigma,
+                                            1.25, p, rms, 0.002);
             ASSERT_EQ(allocations, numora_test::AllocationCount());
             ASSERT_TRUE(got == clipped && p == pass + 1 && Rand() == next) << sigma << " " << pass;
             ASSERT_TRUE(rms == Rms(time.data(), 256) && BitEqual(expected.data(), time.data(), 256));

@@ -27,6 +27,11 @@ TEST(RandomGenF, GivesTheKnownFirstValuesAndPicksTheSlotInFloat)
         EXPECT_TRUE(RandomGenF(g) == first[i] && g.lastValue == drawn[i]) << i;
     g.seed = -1;  // a negative seed reseeds a running generator
     EXPECT_EQ(first[0], RandomGenF(g));
+    RANDOM_GENSTATE low{INT32_MIN, 0, {}, 0}, same{-108695, 0, {}, 0};  // 150889 - seed wraps to -2147332759
+    EXPECT_EQ(RandomGenF(same), RandomGenF(low));
+    float out = 7.0f;
+    RandomStartTimeFrame(g, &out, &out, 0);  // no count: no draw
+    EXPECT_EQ(first[1], RandomGenF(g));
 
     // A valid state draws without seeding. 537359 * 97 / 714025 is 72.99999...,
     // 73 in float: slot 74. The slot takes the next step (150889 from seed 0).
@@ -77,7 +82,9 @@ TEST(RandomOnionsApply, SumsFourRandomlyStartedWindowedCopiesAcrossBlocksAndAllo
                 onion[c][i] = base[(i + s) % n] * window[i];
             for (int i = 0; i < q; ++i)
                 expected[k * q + i] = (((onion[(c + 2) % 4][2 * q + i] + onion[(c + 1) % 4][3 * q + i]) +
-                                        onion[(c + 3) % 4][q + i]) + onion[c][i]) * 0.5f;
+                                        onion[(c + 3) % 4][q + i]) +
+                                       onion[c][i]) *
+                                      0.5f;
         }
         RandomOnionsApply(st, out.data(), base.data(), n, 0.5f);
         ASSERT_TRUE(BitEqual(expected.data(), out.data(), n) && st.current == 0) << block;
@@ -117,8 +124,9 @@ TEST(InitRandomBandToTimeBuffer, BaseCarriesTheBandPowerPerLineAndNothingOutside
 
 TEST(CRandomOnions, OwnsTheRecordAndHandsItOverOnMove)
 {
-    static_assert(!std::is_copy_constructible<CRandomOnions>::value && !std::is_copy_assignable<CRandomOnions>::value,
-                  "not copyable");
+    static_assert(
+        !std::is_copy_constructible<CRandomOnions>::value && !std::is_copy_assignable<CRandomOnions>::value,
+        "not copyable");
     CRandomOnions a(256);
     float* const window = a.State().window;
     CRandomOnions b(std::move(a));

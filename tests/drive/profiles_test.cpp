@@ -49,8 +49,10 @@ TEST(APSCreateFlatBand, EdgesRoundOutwardWithinLinesOneToMaxLine)
     APSCreateFlatBand(a, 10, 8, 10.0f, 2.0f, 0.0f, 500.0f);  // never line 0, never past maxLine
     EXPECT_TRUE(a[0] == 0.0f && a[1] == 2.0f && a[8] == 2.0f && a[9] == 0.0f);
     const float outside = 2.0f * static_cast<float>(std::pow(10.0, -2.0));  // -20 dB of power, line 0 too
-    APSCreateFlatBand(a, 10, 8, 10.0f, 2.0f, 60.0f, 40.0f, -20.0f);      // a reversed band is empty
+    APSCreateFlatBand(a, 10, 8, 10.0f, 2.0f, 60.0f, 40.0f, -20.0f);         // a reversed band is empty
     EXPECT_TRUE(a[0] == outside && a[5] == outside && a[9] == outside);
+    APSCreateFlatBand(a, 10, 0, 10.0f, 2.0f, 0.0f, 40.0f);  // maxLine 0: no line for a band
+    EXPECT_TRUE(a[0] == 0.0f && a[1] == 0.0f && a[9] == 0.0f);
 }
 
 TEST(APSCreateShape, InterpolatesBetweenCornersAtAccumulatedLineFrequencies)
@@ -92,6 +94,9 @@ TEST(APSCreateBand, RampsThenHoldsAndStopsOneLinePastLastLine)
     numora_test::FailAllocation(1);  // no scratch: only the lines below firstLine are written
     APSCreateBand(a, 0, 3, 10, 10.0f, 0.0f, QV_DAC_BAND_LINEAR, levels, 2, 0.5f);
     EXPECT_TRUE(a[0] == 0.0f && a[2] == 0.0f && HoldsSentinel(a + 3, 15));
+    a[0] = 5.0f;
+    APSCreateBand(a, 0, 0, 3, 10.0f, 0.0f, QV_DAC_BAND_LINEAR, levels, 0, 0.5f);  // no bands: the hold only
+    EXPECT_TRUE(a[1] == 5.0f && a[3] == 5.0f && HoldsSentinel(a + 4, 14));
 }
 
 TEST(APSScarifyMin, KeepsTheLowerEnvelopeOfEachWindowAndZeroesTheRest)
@@ -125,12 +130,15 @@ TEST(Calc_Table_Curves, InterpolatesSegmentsTakesLimitsFromTheUpperPointAndEndsO
     }
     // 0 dB switches limit 1 off and limit 2 on; inside a segment the upper point's dB hold.
     const float up6 = static_cast<float>(std::pow(10.0, static_cast<double>(6.0f / 20.0f)));
-    const float up65 = static_cast<float>(std::pow(10.0, static_cast<double>(6.5f / 20.0f)));  // dB / 20 in float
+    const float up65 =
+        static_cast<float>(std::pow(10.0, static_cast<double>(6.5f / 20.0f)));  // dB / 20 in float
     EXPECT_TRUE(lim1[0] == 1e-30f && lim2[0] == level[0] && lim1[5] == up6 * level[5] && lim2[5] == 1e-30f);
     EXPECT_TRUE(lim1[19] == up65 * 300.0f && lim2[15] == 10.0f * level[15]);
-    freq[0] = 200.5f;  // count 1 reads its frequency; outside the table everything is the floor
-    Calc_Table_Curves(&t, level, lim1, lim2, freq, 1, 0);
-    EXPECT_TRUE(level[0] == 1e-30f && lim1[0] == 1e-30f && lim2[0] == 1e-30f);
+    for (float outside : {200.5f, std::nanf("")}) {  // count 1 reads its frequency; outside: the floor
+        freq[0] = outside;
+        Calc_Table_Curves(&t, level, lim1, lim2, freq, 1, 0);
+        EXPECT_TRUE(level[0] == 1e-30f && lim1[0] == 1e-30f && lim2[0] == 1e-30f);
+    }
 
     t.numPoints = 2;  // 1 to 9 Hz in four logarithmic steps: the last overshoots 9 in float
     t.frequency[0] = 1.0f;

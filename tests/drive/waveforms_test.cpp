@@ -33,6 +33,8 @@ TEST(GenTrapezoid, RampsStepByTheExactCountAndClosesOnlyWithoutFall)
     // No fall: a closing 0 at the returned index, which the next pulse overwrites.
     EXPECT_EQ(2, GenTrapezoid(out, 0, 1000.0, 0.0, 2.0, 0.0, -1.5));
     EXPECT_TRUE(out[1] == -1.5f && out[2] == 0.0f);
+    EXPECT_EQ(4, GenTrapezoid(out, 4, 1e306, 1e10, 0.0, 0.0, 1.0));  // a count with no int is none
+    EXPECT_EQ(0.0f, out[4]);
 }
 
 TEST(AddSineWave, AddsFromPhaseOneStepWrappedAtEverySample)
