@@ -45,6 +45,22 @@ TEST(APSAddRandomPhase, TurnsEachDrawIntoOneOf2048TablePhasesQuantisedInItsPreci
     EXPECT_EQ(SinStep(2046) * 4.0, d[3]);
 }
 
+TEST(APSAddRandomPhase, DoubleTwinReadsTheNineDecimalTableAtEveryStep)
+{
+    // 4096 lines draw most of the 2048 steps; the quotient is formed in double.
+    static double s[8194];
+    for (int k = 0; k < 8194; ++k)
+        s[k] = 2.0;
+    SRand(12345);
+    APSAddRandomPhase(s, 8192, 4096);
+    SRand(12345);
+    for (int k = 4096; k >= 1; --k) {
+        const int p = static_cast<int>(std::fmin(1.0, Rand() / 32767.0) * 2048.0);
+        ASSERT_EQ(SinStep(p + 512) * std::sqrt(2.0), s[2 * k]) << "line " << k;
+        ASSERT_EQ(SinStep(p) * std::sqrt(2.0), s[2 * k + 1]) << "line " << k;
+    }
+}
+
 TEST(APSAddRandomPhase, MaxLineLimitsAndSeeding)
 {
     float s[12];

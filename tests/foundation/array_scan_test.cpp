@@ -25,6 +25,10 @@ TEST(ArrayFindNearest, FirstOfEqualDistancesWinsAndNaNIsNeverADirectedCandidate)
     EXPECT_EQ(3, ArrayFindNearest(3.0, mixed, 4, qv::ArrayFindAtOrBelow));
     EXPECT_EQ(2, ArrayFindNearest(4.0, mixed, 4, qv::ArrayFindAtOrAbove));  // equal counts
     EXPECT_EQ(-1, ArrayFindNearest(3.0, mixed, 4, static_cast<qv::ArrayFindRule>(3)));
+    // The directed rules keep the first of equal candidates too.
+    const double twiceBelow[] = {2.0, 5.0, 2.0}, twiceAbove[] = {4.0, 1.0, 4.0};
+    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceBelow, 3, qv::ArrayFindAtOrBelow));
+    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceAbove, 3, qv::ArrayFindAtOrAbove));
     const float withNaN[] = {kNaN, 2.0f, kNaN};
     EXPECT_EQ(1, ArrayFindNearest(3.0f, withNaN, 3, qv::ArrayFindAtOrBelow));
     EXPECT_EQ(0, ArrayFindNearest(3.0f, withNaN, 3, qv::ArrayFindClosest));

@@ -1,5 +1,7 @@
 #include "numora/foundation/array.h"
 
+#include <climits>
+
 #include <cmath>
 #include <string>
 #include <vector>
@@ -101,6 +103,11 @@ TEST(ArrayIndexIncLoop, WrapsAroundTheRingAndNeedsOne)
     ArrayIndexIncLoop(k, 4, 10);  // several turns at once
     ArrayIndexIncLoop(k, 0, 1);
     EXPECT_TRUE(i == 0 && k == 3);
+    // Steps and indexes at the end of the int range stay inside the ring.
+    int big = 7, top = INT_MAX;
+    ArrayIndexIncLoop(big, 8, INT_MAX);
+    ArrayIndexIncLoop(top, 5);
+    EXPECT_TRUE(big == 6 && top == 0);
 }
 
 }  // namespace

@@ -26,6 +26,10 @@ TEST(Round, HalvesAwayInTheOverloadsPrecisionToDigitsAndPowersOfTwo)
     EXPECT_EQ(-1200.0, RoundUp(-1234.0, 2));
     // 0.3 / 0.1 is a hair below 3: the 0.0001 keeps RoundDown from giving 0.2.
     EXPECT_EQ(3.0 * 0.1, RoundDown(0.3, 1));
+    // ... and is small enough that 12.9995 hundredths still round down to 12.
+    EXPECT_EQ(12.0 * 0.01, RoundDown(0.129995, 2));
+    // A digit count of INT_MIN overflows nothing: the place is infinite.
+    EXPECT_TRUE(std::isnan(RoundUp(1.5, INT_MIN)) && std::isnan(RoundDown(1.5, INT_MIN)));
     EXPECT_TRUE(RoundUpPOW2(3) == 4 && RoundUpPOW2(1024) == 1024 && RoundUpPOW2(1025) == 2048);
     EXPECT_TRUE(RoundUpPOW2(-5) == 0 && RoundUpPOW2(1024.999) == 1024);  // floors first
     EXPECT_EQ(INT_MIN, RoundUpPOW2((1 << 30) + 1));
