@@ -121,7 +121,7 @@ TEST(Calc_Table_Curves, InterpolatesSegmentsTakesLimitsFromTheUpperPointAndEndsO
     float freq[20], level[20], lim1[20], lim2[20];
     Calc_Table_Curves(&t, level, lim1, lim2, freq, 20, 2);  // linear spacing, step 10 Hz
     for (int j = 0; j < 20; ++j) {
-        const double x = freq[j];
+        const double x = static_cast<double>(freq[j]);
         ASSERT_EQ(static_cast<float>(j) * 10.0f + 10.0f, freq[j]);
         if (j < 10)  // 1 to 100 over a decade on log-log axes: (f / 10)^2
             EXPECT_NEAR(x * x / 100.0, level[j], 3e-6 * x * x / 100.0);
