@@ -27,6 +27,10 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+#include "numora/drive/profiles.h"
+#include "numora/drive/onions.h"
+#include "numora/drive/clipping.h"
+#include "numora/drive/waveforms.h"
 
 #include "numora/compensation/taper.h"
 #include "numora/compensation/compensation.h"
