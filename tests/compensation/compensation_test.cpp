@@ -1,6 +1,7 @@
 #include "numora/compensation/compensation.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "numora/compensation/taper.h"
@@ -34,6 +35,59 @@ Floats Measured(int lines, uint32_t seed)
         v += v < 0.0f ? -0.25f : 0.25f;
     return in;
 }
+
+using Doubles = std::vector<double>;
+
+// Streams x through ApplyCompensation in blocks of n and returns the output.
+Floats Stream(const Floats& x, Floats& filter, uint32_t n, float gain)
+{
+    Floats block(2 * n, 0.0f), tail(n), y;
+    for (size_t b = 0; b < x.size() / n; ++b) {
+        std::copy(x.begin() + b * n, x.begin() + (b + 1) * n, block.begin());
+        ApplyCompensation(block.data(), filter.data(), tail.data(), gain, n, kScale);
+        y.insert(y.end(), block.begin(), block.begin() + n);
+    }
+    return y;
+}
+
+double MaxDifference(const Doubles& expected, const Floats& actual)
+{
+    double worst = 0.0;
+    for (size_t i = 0; i < expected.size(); ++i)
+        worst = std::max(worst, std::fabs(expected[i] - static_cast<double>(actual[i])));
+    return worst;
+}
+
+TEST(ApplyCompensation, StreamEqualsLinearConvolutionWithTheFilterResponse)
+{
+    for (uint32_t n : {16u, 256u}) {
+        // Taps 0 .. n with neither DC nor Nyquist content (each frame loses both): random taps
+        // times (1 - z^-2).
+        Floats g = RandomFloats(static_cast<int>(n) - 1, n);
+        Doubles h(n + 1, 0.0);
+        for (uint32_t i = 0; i + 1 < n; ++i) {
+            h[i] += static_cast<double>(g[i]);
+            h[i + 2] -= static_cast<double>(g[i]);
+        }
+        Floats filter(2 * n, NAN);  // line 0 is never read
+        for (uint32_t k = 1; k < n; ++k) {
+            double re = 0.0, im = 0.0;
+            for (uint32_t m = 0; m <= n; ++m) {
+                re += h[m] * std::cos(M_PI * k * m / n);
+                im -= h[m] * std::sin(M_PI * k * m / n);
+            }
+            filter[2 * k] = static_cast<float>(re);
+            filter[2 * k + 1] = static_cast<float>(im);
+        }
+        const Floats x = RandomFloats(static_cast<int>(40 * n), 2u * n);
+        Doubles expected(x.size(), 0.0);
+        for (size_t t = 0; t < x.size(); ++t)
+            for (size_t m = 0; m <= n && m <= t; ++m)
+                expected[t] += 0.75 * h[m] * static_cast<double>(x[t - m]);
+        EXPECT_LT(MaxDifference(expected, Stream(x, filter, n, 0.75f)), 4e-6 * std::sqrt(n)) << n;
+    }
+}
+
 
 TEST(ApplyCompensation, StepRoundsInItsOrderAndTheSingleFrameFormRunsTwoSuchSteps)
 {
