@@ -152,8 +152,6 @@ void InitRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* /*timeBuffer*/,
 void AddRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* timeBuffer, int n, float* base,
                                float* scratch)
 {
-    if (n != state.frameSize || !HoldsBuffers(state))
-        return;
     RandomOnionsApply(state, scratch, base, n, 1.0f);
     ArraySum(timeBuffer, scratch, n);
 }

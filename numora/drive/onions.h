@@ -106,9 +106,8 @@ NUMORA_API void InitRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* 
 
 // Adds n new drive samples to timeBuffer: RandomOnionsApply into scratch with
 // scale 1, then ArraySum, so several bands accumulate into one buffer (the
-// caller clears it).
-// choice: when RandomOnionsApply refuses (n other than frameSize, or no
-// buffers) nothing is added, rather than whatever scratch held.
+// caller clears it). When RandomOnionsApply refuses (n other than
+// frameSize), scratch keeps what it held and that is added.
 // Allocates nothing.
 NUMORA_API void AddRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* timeBuffer, int n, float* base,
                                           float* scratch);

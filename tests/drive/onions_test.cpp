@@ -94,13 +94,17 @@ TEST(RandomOnionsApply, SumsFourRandomlyStartedWindowedCopiesAcrossBlocksAndAllo
             ASSERT_EQ(1.0f + out[i] / 0.5f, buffer[i]) << block;
     }
     EXPECT_EQ(allocations, numora_test::AllocationCount());
-    // A wrong size touches nothing: output, generator, current.
+    // A wrong size touches neither the output nor the generator; the
+    // accumulating form still adds what scratch held.
     const RANDOM_GENSTATE before = st.gen;
     FillSentinel(out.data(), n);
+    std::fill(buffer.begin(), buffer.end(), 1.0f);
     RandomOnionsApply(st, out.data(), base.data(), n / 2, 1.0f);
     RandomOnionsAdd(st, out.data(), 2 * n, 1.0f);
-    AddRandomBandToTimeBuffer(st, out.data(), n / 2, base.data(), expected.data());
+    AddRandomBandToTimeBuffer(st, buffer.data(), n / 2, base.data(), expected.data());
     EXPECT_TRUE(HoldsSentinel(out.data(), n) && std::memcmp(&before, &st.gen, sizeof before) == 0);
+    for (int i = 0; i < n; ++i)
+        ASSERT_EQ(i < n / 2 ? 1.0f + expected[i] : 1.0f, buffer[i]) << i;
     RandomOnionsDestroy(st);
     RandomOnionsDestroy(twin);
 }
