@@ -114,7 +114,7 @@ void RandomOnionsCreate(RANDOM_ONIONSTATE& state, int n)
 
 void RandomOnionsAdd(RANDOM_ONIONSTATE& state, float* out, int n, float scale)
 {
-    if (n != state.frameSize || !HoldsBuffers(state))
+    if (n > state.frameSize || !HoldsBuffers(state))
         return;
     const int q = n / 4;
     const int c = state.current;

@@ -79,8 +79,8 @@ NUMORA_API void RandomOnionsDestroy(qv::RANDOM_ONIONSTATE& state);
 // 0, D from the onion before it at n / 4, C from two before at 2n / 4, B from
 // three before at 3n / 4. Overwrites out; the state does not change.
 // precision: sum and product in float, in that order.
-// choice: unless n equals frameSize and the record holds its buffers, nothing
-// is written, as for RandomOnionsApply.
+// choice: n above frameSize (the quarters would lie past the onions) or a
+// record without buffers writes nothing.
 NUMORA_API void RandomOnionsAdd(qv::RANDOM_ONIONSTATE& state, float* out, int n, float scale);
 
 // Writes n new drive samples to out from the base period: four times a new

@@ -94,6 +94,11 @@ TEST(RandomOnionsApply, SumsFourRandomlyStartedWindowedCopiesAcrossBlocksAndAllo
             ASSERT_EQ(1.0f + out[i] / 0.5f, buffer[i]) << block;
     }
     EXPECT_EQ(allocations, numora_test::AllocationCount());
+    // A quarter of a shorter frame takes its quarters at that frame's offsets.
+    RandomOnionsAdd(st, out.data(), n / 2, 2.0f);
+    for (int i = 0; i < n / 8; ++i)
+        ASSERT_EQ((((onion[2][n / 4 + i] + onion[1][3 * n / 8 + i]) + onion[3][n / 8 + i]) + onion[0][i]) * 2.0f,
+                  out[i]) << i;
     // A wrong size touches neither the output nor the generator; the
     // accumulating form still adds what scratch held.
     const RANDOM_GENSTATE before = st.gen;
