@@ -1,7 +1,7 @@
 // Fuzz target for the seeded generator and the four-onion overlap: generator
 // states stay in range, rotations are rotations, refused calls touch nothing,
 // outputs are bounded by four windowed copies, and the accumulating call adds
-// exactly what the plain call writes.
+// exactly what the plain call writes (or, refused, what its scratch held).
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -108,15 +108,21 @@ void Overlap(Bytes& in)
             written[static_cast<size_t>((k * n) / 4 + i)] = true;
     const int blocks = in.Small(6) + 1;
     for (int block = 0; block < blocks; ++block) {
-        // A refused call: wrong size.
+        // A refused call: wrong size. The accumulating call still adds what
+        // scratch held.
         const int wrong = n + 1 + in.Small(4);
         std::fill(out.begin(), out.end(), kGuard);
+        std::fill(buffer.begin(), buffer.end(), 0.25f);
+        const std::vector<float> held = scratch;
         const qv::RANDOM_GENSTATE gen = a.gen;
         qv::math::RandomOnionsApply(a, out.data(), base.data(), wrong, scale);
         qv::math::RandomOnionsAdd(a, out.data(), wrong, scale);
-        qv::math::AddRandomBandToTimeBuffer(a, out.data(), wrong, base.data(), scratch.data());
-        Check(std::all_of(out.begin(), out.end(), [](float v) { return v == kGuard; }));
+        qv::math::AddRandomBandToTimeBuffer(a, buffer.data(), wrong, base.data(), scratch.data());
+        Check(std::all_of(out.begin(), out.end(), [](float v) { return v == kGuard; }) && scratch == held);
         Check(std::memcmp(&gen, &a.gen, sizeof gen) == 0 && a.current == 0);
+        for (int i = 0; i < static_cast<int>(room); ++i)
+            Check(buffer[static_cast<size_t>(i)] ==
+                  (i < wrong ? 0.25f + held[static_cast<size_t>(i)] : 0.25f));
 
         // The plain call, and the accumulating call on the twin with scale 1.
         qv::math::RandomOnionsApply(a, out.data(), base.data(), n, scale);

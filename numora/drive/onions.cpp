@@ -114,7 +114,7 @@ void RandomOnionsCreate(RANDOM_ONIONSTATE& state, int n)
 
 void RandomOnionsAdd(RANDOM_ONIONSTATE& state, float* out, int n, float scale)
 {
-    if (n != state.frameSize || !HoldsBuffers(state))
+    if (n > state.frameSize || !HoldsBuffers(state))
         return;
     const int q = n / 4;
     const int c = state.current;
@@ -152,8 +152,6 @@ void InitRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* /*timeBuffer*/,
 void AddRandomBandToTimeBuffer(RANDOM_ONIONSTATE& state, float* timeBuffer, int n, float* base,
                                float* scratch)
 {
-    if (n != state.frameSize || !HoldsBuffers(state))
-        return;
     RandomOnionsApply(state, scratch, base, n, 1.0f);
     ArraySum(timeBuffer, scratch, n);
 }

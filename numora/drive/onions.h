@@ -79,8 +79,8 @@ NUMORA_API void RandomOnionsDestroy(qv::RANDOM_ONIONSTATE& state);
 // 0, D from the onion before it at n / 4, C from two before at 2n / 4, B from
 // three before at 3n / 4. Overwrites out; the state does not change.
 // precision: sum and product in float, in that order.
-// choice: unless n equals frameSize and the record holds its buffers, nothing
-// is written, as for RandomOnionsApply.
+// choice: n above frameSize (the quarters would lie past the onions) or a
+// record without buffers writes nothing.
 NUMORA_API void RandomOnionsAdd(qv::RANDOM_ONIONSTATE& state, float* out, int n, float scale);
 
 // Writes n new drive samples to out from the base period: four times a new
@@ -106,9 +106,8 @@ NUMORA_API void InitRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* 
 
 // Adds n new drive samples to timeBuffer: RandomOnionsApply into scratch with
 // scale 1, then ArraySum, so several bands accumulate into one buffer (the
-// caller clears it).
-// choice: when RandomOnionsApply refuses (n other than frameSize, or no
-// buffers) nothing is added, rather than whatever scratch held.
+// caller clears it). When RandomOnionsApply refuses (n other than
+// frameSize), scratch keeps what it held and that is added.
 // Allocates nothing.
 NUMORA_API void AddRandomBandToTimeBuffer(qv::RANDOM_ONIONSTATE& state, float* timeBuffer, int n, float* base,
                                           float* scratch);

@@ -1,6 +1,5 @@
 #include "numora/drive/clipping.h"
 
-#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -20,8 +19,18 @@ using numora_test::BitEqual;
 
 namespace {
 
-// Mean 0, mean square 3: deviation sqrt(3); 1.5 deviations = 2.598 leave only the 3s beyond.
-const std::vector<float> kFrame = {3.0f, -3.0f, 1.0f, -1.0f, 1.0f, -1.0f, 1.0f, -1.0f};
+// Clips d to -limit ... limit, or zeroes what lies beyond; returns the count.
+template <typename T>
+int Clip(std::vector<T>& d, T limit, bool zero)
+{
+    int count = 0;
+    for (T& v : d)
+        if (v > limit || v < -limit) {
+            v = zero ? T(0) : v > limit ? limit : -limit;
+            ++count;
+        }
+    return count;
+}
 
 double Rms(const double* x, int n)
 {
@@ -31,56 +40,62 @@ double Rms(const double* x, int n)
 
 }  // namespace
 
-TEST(SigmaClip, LimitFromTheDeviationPerTypeAboutZero)
+TEST(SigmaClip, EachRoutineClipsAtItsLimitAndCountsTheSamplesChanged)
 {
-    const double s = std::sqrt(3.0);
-    const float l15 = static_cast<float>(s * 1.5);
-    double dev = -1.0;
-    std::vector<float> d = kFrame;
+    // A frame off zero, with one sample beyond six deviations: the deviation is
+    // about the mean, the clip about zero.
+    std::vector<float> frame = numora_test::RandomFloats(64, 3);
+    for (float& v : frame)
+        v += 0.25f;
+    frame[10] = 8.0f;
+    double m = 0.0, q = 0.0;
+    float mf = 0.0f, qf = 0.0f;
+    ArrayMean(frame.data(), 64, m, q);
+    ArrayMean(frame.data(), 64, mf, qf);
+    const double s = std::sqrt(q - m * m), sigma = 0.65;
+    const float sf = static_cast<float>(std::sqrt(static_cast<double>(qf) - static_cast<double>(mf) * static_cast<double>(mf)));
+    const float atSigma = static_cast<float>(s * sigma), atSix = static_cast<float>(s * 6.0);
+    // Limits per type 0 ... 6 (0 for none): SigmaClip (type 4 zeroes), GetSigmaClip, SigmaClipEU.
+    const float clip[7] = {0.0f, atSigma, atSix, 0.0f, atSigma, 0.0f, 0.0f};
+    const float get[7] = {0.0f, atSigma, atSix, atSigma, 0.0f, atSigma, 0.0f};
+    const float eu[7] = {0.0f, sf * 0.65f, sf * 6.0f, sf * 0.65f, 0.0f, sf * 0.65f, 0.0f};
+    std::vector<float> d(64), e(64);
     const std::size_t allocations = numora_test::AllocationCount();
-    EXPECT_EQ(2, SigmaClip(d.data(), 8, DriveClipSigma, 1.5, dev, false));
-    EXPECT_EQ(allocations, numora_test::AllocationCount());
-    EXPECT_TRUE(dev == s && d[0] == l15 && d[1] == -l15 && d[2] == 1.0f);
-    d = kFrame;
-    EXPECT_EQ(2, SigmaClip(d.data(), 8, DriveClipZeroOut, 1.5, dev, false));
-    EXPECT_TRUE(d[0] == 0.0f && d[1] == 0.0f && d[2] == 1.0f);
-    d = kFrame;
-    EXPECT_EQ(8, SigmaClip(d.data(), 8, DriveClipSigma, 1.5, dev, true));  // overshoot: the curve at L
-    EXPECT_TRUE(d[0] == InterpOvershoot(l15) && d[3] == -InterpOvershoot(l15));
-    d = kFrame;
-    for (DriveClipType t :
-         {DriveClipSixSigma, DriveClipSigmaLimit3, DriveClipSigmaLimit5, DriveClipType(6)}) {
-        dev = -1.0;
-        EXPECT_EQ(0, SigmaClip(d.data(), 8, t, 0.1, dev, false));
-        EXPECT_EQ(s, dev) << t;  // written, though nothing is clipped
+    for (int t = 0; t < 7; ++t) {
+        const DriveClipType type = static_cast<DriveClipType>(t);
+        for (bool overshoot : {false, true}) {  // with overshoot the limit is the curve at L
+            d = frame;
+            e = frame;
+            const float l = overshoot && clip[t] != 0.0f ? InterpOvershoot(clip[t]) : clip[t];
+            double dev = -1.0;
+            EXPECT_EQ(l != 0.0f ? Clip(e, l, t == 4) : 0, SigmaClip(d.data(), 64, type, sigma, dev, overshoot)) << t;
+            EXPECT_TRUE(BitEqual(e.data(), d.data(), 64) && dev == (t == 0 ? -1.0 : s)) << t;
+            dev = -1.0;
+            EXPECT_EQ(overshoot && get[t] != 0.0f ? InterpOvershoot(get[t]) : get[t],
+                      GetSigmaClip(frame.data(), 64, type, sigma, dev, overshoot))
+                << t;
+            EXPECT_EQ(t == 0 ? -1.0 : s, dev) << t;
+        }
+        d = frame;
+        e = frame;
+        EXPECT_EQ(eu[t] != 0.0f ? Clip(e, eu[t], false) : 0, SigmaClipEU(d.data(), 64, type, 0.65f)) << t;
+        EXPECT_TRUE(BitEqual(e.data(), d.data(), 64)) << t;
     }
-    dev = -1.0;
-    EXPECT_EQ(0, SigmaClip(d.data(), 0, DriveClipSigma, 0.1, dev, false));  // no count: no statistics
-    EXPECT_EQ(0, SigmaClip(d.data(), 8, DriveClipNone, 0.1, dev, false));
-    EXPECT_EQ(0, SigmaClip(d.data(), 8, DriveClipNone, 0.5f));
-    EXPECT_TRUE(dev == -1.0 && BitEqual(kFrame.data(), d.data(), 8));
-    EXPECT_EQ(2, SigmaClip(d.data(), 8, DriveClipType(9), 1.0f));  // plain limit; 1 itself is not clipped
-    d.assign({11, 9, 11, 9, 11, 9, 11, 9});  // deviation 1 about the mean 10, the clip about zero
-    EXPECT_EQ(8, SigmaClip(d.data(), 8, DriveClipSigma, 1.5, dev, false));
-    EXPECT_TRUE(dev == 1.0 && d[5] == 1.5f);
-}
+    EXPECT_EQ(allocations, numora_test::AllocationCount());
 
-TEST(SigmaClip, LimitQuerySinglePrecisionDoubleFramesAndRanges)
-{
-    const double s = std::sqrt(3.0);
-    std::vector<float> d = kFrame;
+    // No deviation: the limit is 0 and every sample is clipped.
+    d.assign(4, 2.0f);
     double dev = -1.0;
-    EXPECT_EQ(static_cast<float>(s * 2.0), GetSigmaClip(d.data(), 8, DriveClipSigmaLimit5, 2.0, dev, false));
-    EXPECT_EQ(InterpOvershoot(static_cast<float>(s * 6.0)),
-              GetSigmaClip(d.data(), 8, DriveClipSixSigma, 2.0, dev, true));
+    EXPECT_EQ(4, SigmaClip(d.data(), 4, DriveClipSigma, 3.0, dev, false));
+    EXPECT_TRUE(dev == 0.0 && d[3] == 0.0f);
     dev = -1.0;
-    EXPECT_EQ(0.0f, GetSigmaClip(d.data(), 8, DriveClipZeroOut, 2.0, dev, true));  // no curve, but stdDev
-    EXPECT_TRUE(dev == s && BitEqual(kFrame.data(), d.data(), 8));
-
-    const float sf = static_cast<float>(s);
-    EXPECT_EQ(2, SigmaClipEU(d.data(), 8, DriveClipSigmaLimit3, 1.5f));  // the EU set clips type 3
-    EXPECT_EQ(sf * 1.5f, d[0]);
-    EXPECT_EQ(0, SigmaClipEU(d.data(), 8, DriveClipZeroOut, 0.1f));
+    EXPECT_EQ(0, SigmaClip(d.data(), 0, DriveClipSigma, 1.0, dev, false));  // no count: no statistics
+    EXPECT_EQ(-1.0, dev);
+    // The plain limit: none for type 0, else a clip; a sample on the limit stays.
+    d = {3.0f, -3.0f, 1.0f, -1.0f};
+    EXPECT_EQ(0, SigmaClip(d.data(), 4, DriveClipNone, 0.5f));
+    EXPECT_EQ(2, SigmaClip(d.data(), 4, DriveClipType(9), 1.0f));
+    EXPECT_TRUE(d[0] == 1.0f && d[1] == -1.0f);
 
     double x[4] = {2.0, -2.0, 0.5, -0.5}, rms = 0.25;
     EXPECT_EQ(2, SigmaClip(x, 4, 2.0, rms, false));  // the given rms; 0.5 sits on the limit
@@ -94,12 +109,13 @@ TEST(SigmaClip, LimitQuerySinglePrecisionDoubleFramesAndRanges)
 
 namespace {
 
-// 256 samples, 100 lines, drive band 5 ... 90; amplitudes in all 256 slots
-// (the iterative clip copies them all before writing its lines).
+// 256 samples, 100 lines, drive band 5 ... 90, lines in peak amplitude (the
+// iterative clip works in RMS whatever the frame says); amplitudes in all 256
+// slots (the iterative clip copies them all before writing its lines).
 QV_BASE_FRAME_SETUP DriveFrame()
 {
     QV_BASE_FRAME_SETUP f{};
-    UpdateFrameInfo(f, 256, QV_FFT_SCALE_RMS, 2560.0, 2.56, 1000.0);
+    UpdateFrameInfo(f, 256, QV_FFT_SCALE_PEAK, 2560.0, 2.56, 1000.0);
     f.firstLine = 5;
     f.lastLine = 90;
     return f;
@@ -113,51 +129,60 @@ std::vector<double> Amplitudes()
     return a;
 }
 
+// The frame of packed lines: lines below firstLine and DC cleared, lines above
+// lastLine at (above, above), then the inverse transform.
+std::vector<double> Invert(std::vector<double> s, const QV_BASE_FRAME_SETUP& f, double above,
+                           QV_FFT_SCALING scaling)
+{
+    std::fill(s.begin(), s.begin() + 2 * f.firstLine, 0.0);
+    std::fill(s.begin() + 2 * f.lastLine + 2, s.begin() + 2 * f.linesWithDC, above);
+    s[0] = s[1] = 0.0;
+    DFT_D(s.data(), 256, -1);
+    CorrIFT_D(s.data(), 256, scaling);
+    return s;
+}
+
 }  // namespace
 
 TEST(FRQtoTIM_PhaseSigmaClip, BuildsTheBandFrameClipsAndHandsThePhasesOn)
 {
     QV_BASE_FRAME_SETUP f = DriveFrame();
-    std::vector<double> amp = Amplitudes(), open(256), time(256), spectrum(256), phase(128, 0.0), start;
-    LoadRandomPhase(phase.data(), 256, 128, 4);
-    start = phase;
-    double rms = 0.0;
-    EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), open.data(), spectrum.data(), phase.data(), f, 100.0,
-                                         false, 1.0, rms, 0.01));
-    EXPECT_TRUE(BitEqual(start.data(), phase.data(), 128) && rms == Rms(open.data(), 256));
-    // RMS scaling: the plain DFT line is amplitude / sqrt(2) at the phase; lines
-    // below 5 cleared, 91 to 100 at (0.01, 0.01), the amplitudes again above.
-    const std::vector<double> x = numora_test::NaiveDftPacked(open.data(), 256);
-    for (int k : {4, 5, 90, 91, 100, 101})
-        ASSERT_NEAR(k < 5                ? 0.0
-                    : k > 90 && k <= 100 ? 0.01
-                                         : amp[k] * std::sin(start[k]),
-                    x[2 * k + 1] * std::sqrt(2.0), 1e-12)
-            << k;
-    const double limit = 1.5 * Rms(open.data(), 256);
-    const int beyond = static_cast<int>(
-        std::count_if(open.begin(), open.end(), [&](double v) { return std::fabs(v) > limit; }));
-    ASSERT_GT(beyond, 0);
-    const std::size_t allocations = numora_test::AllocationCount();
-    EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5,
-                                              false, 1.0, rms, 0.01));
-    EXPECT_EQ(allocations, numora_test::AllocationCount());
-    const std::vector<double> y = numora_test::NaiveDftPacked(time.data(), 256);
-    for (int i = 0; i < 256; ++i)
-        ASSERT_EQ(std::max(-limit, std::min(limit, open[i])), time[i]);
-    for (int k = 1; k < 128; ++k)
-        ASSERT_NEAR(std::atan2(y[2 * k + 1], y[2 * k]), phase[k], 1e-9) << k;
-    phase = start;
-    FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 1.5, true, 2.0, rms,
-                            0.01);
-    EXPECT_NEAR(2.0, ArrayMaxAbs(time.data(), 256, nullptr), 1e-15);
-    EXPECT_EQ(Rms(time.data(), 256), rms);
+    std::vector<double> amp = Amplitudes(), time(256), spectrum(256), phase(128), start(128), open(256);
+    LoadRandomPhase(start.data(), 256, 128, 4);
+    for (int first : {0, 5}) {  // DC is cleared also when the band starts at line 0
+        f.firstLine = static_cast<uint32_t>(first);
+        for (int k = 0; k < 128; ++k) {
+            open[2 * k] = amp[k] * std::cos(start[k]);
+            open[2 * k + 1] = amp[k] * std::sin(start[k]);
+        }
+        open = Invert(open, f, 0.01, QV_FFT_SCALE_PEAK);
+        // Nothing clipped: the phases stay; normalised to the peak 2, the deviation the final frame's.
+        std::vector<double> scaled = open;
+        ArrayNormalize(scaled.data(), 256, 2.0);
+        double rms = 0.0;
+        phase = start;
+        EXPECT_EQ(0, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f, 100.0,
+                                             true, 2.0, rms, 0.01));
+        EXPECT_TRUE(BitEqual(scaled.data(), time.data(), 256) && BitEqual(start.data(), phase.data(), 128));
+        EXPECT_EQ(Rms(time.data(), 256), rms);
+
+        // At 1.5 deviations: the clipped frame, whose phases replace the caller's.
+        const int beyond = Clip(open, 1.5 * Rms(open.data(), 256), false);
+        const std::size_t allocations = numora_test::AllocationCount();
+        EXPECT_EQ(beyond, FRQtoTIM_PhaseSigmaClip(amp.data(), time.data(), spectrum.data(), phase.data(), f,
+                                                  1.5, false, 1.0, rms, 0.01));
+        EXPECT_EQ(allocations, numora_test::AllocationCount());
+        EXPECT_TRUE(beyond > 0 && BitEqual(open.data(), time.data(), 256));
+        const std::vector<double> y = numora_test::NaiveDftPacked(time.data(), 256);
+        for (int k = 1; k < 128; ++k)
+            ASSERT_NEAR(std::atan2(y[2 * k + 1], y[2 * k]), phase[k], 1e-9) << k;
+    }
 }
 
 namespace {
 
-// One iteration from the phases (or fresh ones), written out from the
-// library's primitives: build, invert, clip at sigma deviations, re-phase.
+// One iteration from the phases (or fresh ones): build, invert in RMS, clip at
+// sigma deviations, re-phase.
 int Iteration(const std::vector<double>& amp, std::vector<double>& time, std::vector<double>& phase,
               const QV_BASE_FRAME_SETUP& f, double sigma, bool fresh, int seed)
 {
@@ -166,17 +191,12 @@ int Iteration(const std::vector<double>& amp, std::vector<double>& time, std::ve
         FRQAddRandomPhase(s.data(), 256, static_cast<int>(f.lines), seed);
         LoadRandomPhase(phase.data(), 256, static_cast<int>(f.linesWithDC), seed);
     } else {
-        for (int k = 0; k <= static_cast<int>(f.lines); ++k) {
+        for (int k = 0; k < static_cast<int>(f.linesWithDC); ++k) {
             s[2 * k] = std::cos(phase[k]) * amp[k];
             s[2 * k + 1] = std::sin(phase[k]) * amp[k];
         }
     }
-    std::fill(s.begin(), s.begin() + 2 * f.firstLine, 0.0);
-    std::fill(s.begin() + 2 * f.lastLine + 2, s.begin() + 2 * f.linesWithDC, 0.002);
-    s[0] = s[1] = 0.0;
-    time = s;
-    DFT_D(time.data(), 256, -1);
-    CorrIFT_D(time.data(), 256, QV_FFT_SCALE_RMS);
+    time = Invert(s, f, 0.002, QV_FFT_SCALE_RMS);
     const double limit = Rms(time.data(), 256) * sigma;
     const int clipped = ArrayClip(time.data(), 256, -limit, limit);
     s = time;
@@ -197,6 +217,8 @@ TEST(RandomUltraClip, IteratesUntilNothingOrMoreIsClippedAtMostThriceAndRaisesPa
     int ways[3] = {0, 0, 0};  // nothing clipped, more clipped, three iterations
     for (double sigma : {1.2, 1.5, 1.8, 2.1, 2.4, 2.7, 3.0, 3.5, 10.0}) {
         for (int pass = 0; pass < 9; ++pass) {
+            f.firstLine = pass % 2 == 0 ? 5 : 0;  // DC is cleared also when the band starts at line 0
+            carried[0] = 1.0;                     // and line 0 comes back with phase 0
             SRand(77 + pass);  // pass 0 seeds 1130 twice, 1 to 5 continue the sequence, 6 on draw nothing
             std::vector<double> ref = carried;
             int previous = 256, clipped = 0, i = 0;

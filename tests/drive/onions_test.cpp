@@ -41,11 +41,21 @@ TEST(RandomGenF, GivesTheKnownFirstValuesAndPicksTheSlotInFloat)
     h.shuffle[73] = 700000;
     EXPECT_EQ(0.0f, RandomGenF(h));  // a drawn 0 gives 0
     EXPECT_TRUE(h.shuffle[74] == 150889 && h.seed == 150889 && h.shuffle[73] == 700000);
+
+    // The start is the product in float: 483229 / 714025 * 99 truncates to 67
+    // (66 in double). lastValue 0 picks slot 1.
+    h.shuffle[1] = 483229;
+    float src[100], dst[100];
+    for (int i = 0; i < 100; ++i)
+        src[i] = static_cast<float>(i);
+    RandomStartTimeFrame(h, dst, src, 100);
+    EXPECT_TRUE(dst[0] == 67.0f && dst[32] == 99.0f && dst[33] == 0.0f && dst[99] == 66.0f);
 }
 
 TEST(RandomOnionsCreate, SizeBelowOneOrAFailedAllocationLeavesNoBuffers)
 {
-    // The window, the zeroed onions and the seed -1 are pinned by the overlap model below.
+    // The window, the zeroed onions and the seed -1 are pinned by the overlap
+    // model below; a leak on a failed allocation shows in the sanitizer build.
     RANDOM_ONIONSTATE st{};
     RandomOnionsCreate(st, 64);
     ASSERT_TRUE(st.onions != nullptr && st.window != nullptr && st.numOnions == 4);
@@ -64,43 +74,63 @@ TEST(RandomOnionsCreate, SizeBelowOneOrAFailedAllocationLeavesNoBuffers)
 
 TEST(RandomOnionsApply, SumsFourRandomlyStartedWindowedCopiesAcrossBlocksAndAllocatesNothing)
 {
-    // A model: its own onions, starts from a copy of the generator, the fixed order of addition.
-    const int n = 512, q = n / 4;
-    std::vector<float> base = numora_test::RandomFloats(n, 41), window(n), out(n), expected(n), buffer(n);
+    // A model: its own onions, starts from a copy of the generator, the fixed
+    // order of addition. n is not a multiple of 4, so the quarters start at
+    // (k * n) / 4 and four samples stay unwritten.
+    const int n = 510;
+    std::vector<float> base = numora_test::RandomFloats(n, 41), window(n), out(n), expected(n), sum(n, 0.0f),
+                       buffer(n), scratch(n, 0.0f);
     WindowHan(window.data(), n);
     std::vector<std::vector<float>> onion(4, std::vector<float>(n, 0.0f));
     RANDOM_GENSTATE gen{};
     gen.seed = -1;
     RANDOM_ONIONSTATE st{}, twin{};
     RandomOnionsCreate(st, n);
+    RandomOnionsApply(st, out.data(), base.data(), n, 1.0f);
+    RandomOnionsCreate(st, n);  // starts anew on memory that held onions: cleared, seed -1, current 0
     RandomOnionsCreate(twin, n);
+    FillSentinel(out.data(), n);
+    FillSentinel(expected.data(), n);
     const std::size_t allocations = numora_test::AllocationCount();
     for (int block = 0, c = 0; block < 6; ++block) {
         for (int k = 0; k < 4; ++k, c = (c + 1) % 4) {
             const int s = static_cast<int>(RandomGenF(gen) * static_cast<float>(n - 1));
             for (int i = 0; i < n; ++i)
                 onion[c][i] = base[(i + s) % n] * window[i];
-            for (int i = 0; i < q; ++i)
-                expected[k * q + i] = (((onion[(c + 2) % 4][2 * q + i] + onion[(c + 1) % 4][3 * q + i]) +
-                                        onion[(c + 3) % 4][q + i]) +
-                                       onion[c][i]) *
-                                      0.5f;
+            for (int i = 0, o = (k * n) / 4; i < n / 4; ++i) {
+                sum[o + i] = ((onion[(c + 2) % 4][(2 * n) / 4 + i] + onion[(c + 1) % 4][(3 * n) / 4 + i]) +
+                              onion[(c + 3) % 4][n / 4 + i]) +
+                             onion[c][i];
+                expected[o + i] = sum[o + i] * 0.5f;
+            }
         }
         RandomOnionsApply(st, out.data(), base.data(), n, 0.5f);
         ASSERT_TRUE(BitEqual(expected.data(), out.data(), n) && st.current == 0) << block;
         std::fill(buffer.begin(), buffer.end(), 1.0f);  // the accumulating form adds at scale 1
-        AddRandomBandToTimeBuffer(twin, buffer.data(), n, base.data(), expected.data());
+        AddRandomBandToTimeBuffer(twin, buffer.data(), n, base.data(), scratch.data());
         for (int i = 0; i < n; ++i)
-            ASSERT_EQ(1.0f + out[i] / 0.5f, buffer[i]) << block;
+            ASSERT_EQ(1.0f + sum[i], buffer[i]) << block;
     }
     EXPECT_EQ(allocations, numora_test::AllocationCount());
-    // A wrong size touches nothing: output, generator, current.
+    // A quarter of a shorter frame takes its quarters at that frame's offsets.
+    const int h = n / 2;
+    RandomOnionsAdd(st, out.data(), h, 2.0f);
+    for (int i = 0; i < h / 4; ++i)
+        ASSERT_EQ((((onion[2][(2 * h) / 4 + i] + onion[1][(3 * h) / 4 + i]) + onion[3][h / 4 + i]) + onion[0][i]) *
+                      2.0f,
+                  out[i])
+            << i;
+    // A wrong size touches neither the output nor the generator; the
+    // accumulating form still adds what scratch held.
     const RANDOM_GENSTATE before = st.gen;
     FillSentinel(out.data(), n);
+    std::fill(buffer.begin(), buffer.end(), 1.0f);
     RandomOnionsApply(st, out.data(), base.data(), n / 2, 1.0f);
     RandomOnionsAdd(st, out.data(), 2 * n, 1.0f);
-    AddRandomBandToTimeBuffer(st, out.data(), n / 2, base.data(), expected.data());
+    AddRandomBandToTimeBuffer(st, buffer.data(), n / 2, base.data(), scratch.data());
     EXPECT_TRUE(HoldsSentinel(out.data(), n) && std::memcmp(&before, &st.gen, sizeof before) == 0);
+    for (int i = 0; i < n; ++i)
+        ASSERT_EQ(i < n / 2 ? 1.0f + scratch[i] : 1.0f, buffer[i]) << i;
     RandomOnionsDestroy(st);
     RandomOnionsDestroy(twin);
 }
@@ -124,16 +154,13 @@ TEST(InitRandomBandToTimeBuffer, BaseCarriesTheBandPowerPerLineAndNothingOutside
 
 TEST(CRandomOnions, OwnsTheRecordAndHandsItOverOnMove)
 {
-    static_assert(
-        !std::is_copy_constructible<CRandomOnions>::value && !std::is_copy_assignable<CRandomOnions>::value,
-        "not copyable");
-    CRandomOnions a(256);
+    static_assert(!std::is_copy_constructible<CRandomOnions>::value, "a record is never owned twice");
+    CRandomOnions a(256), c(64);
     float* const window = a.State().window;
     CRandomOnions b(std::move(a));
-    EXPECT_TRUE(!a.Valid() && a.State().numOnions == 0 && b.Valid() && b.State().window == window);
-    CRandomOnions c(64);
     c = std::move(b);  // its own buffers go, b's come
-    EXPECT_TRUE(c.Valid() && c.State().window == window && c.State().frameSize == 256 && !b.Valid());
+    EXPECT_TRUE(!a.Valid() && a.State().numOnions == 0 && !b.Valid() && c.Valid() && c.State().window == window &&
+                c.State().frameSize == 256);
     c.Create(0);
     EXPECT_FALSE(c.Valid());
 }
