@@ -100,7 +100,7 @@ double Analytic(CTimeFilter::Type type, CTimeFilter::Shape shape, int n, float f
 // gain * sum(xcoeffs[i] z^i) / -sum(ycoeffs[i] z^i).
 Cx DirectResponse(const CTimeFilter& f, double hz)
 {
-    const Cx z = std::polar(1.0, 2.0 * kPi * hz / static_cast<double>(f.params.sampleRate));
+    const Cx z = std::polar(1.0, 2.0 * kPi * hz / static_cast<double>(f.sampleRate));
     Cx num = 0.0, den = 0.0;
     for (int i = f.numZeros; i >= 0; --i)
         num = num * z + f.xcoeffs[i];
@@ -236,7 +236,7 @@ TEST(TimeFilterResponse, MatchesAnalyticMagnitudeForEveryCharacteristicAndShape)
                     CTimeFilter f;
                     f.Initialize(band[0], band[1], 51200.0f, type, shape, n);
                     ASSERT_EQ(0, f.unstable);
-                    const double err = WorstError(type, shape, n, f.params.f1, f.params.f2, 51200.0f,
+                    const double err = WorstError(type, shape, n, f.f1, f.f2, 51200.0f,
                                                   [&](double hz) { return DirectResponse(f, hz); }, 1e-3);
                     EXPECT_LT(err, 1e-6) << "type " << type << " shape " << shape << " order " << n;
                 }
@@ -317,7 +317,7 @@ TEST(FragileDesigns, SectionsStayExactWhereTheExpandedDirectFormBreaks)
         EXPECT_EQ(c.probe != 0, direct.maxAmp > 2.0f);
 
         // Direct form: the response is far from the design; sections: exact.
-        const float f1 = direct.params.f1, f2 = direct.params.f2;
+        const float f1 = direct.f1, f2 = direct.f2;
         EXPECT_GT(WorstError(c.type, c.shape, c.order, f1, f2, 51200.0f,
                              [&](double hz) { return DirectResponse(direct, hz); }, 1e-3),
                   0.1);
@@ -518,7 +518,7 @@ TEST(SectionFilterApply, IsThePlainCascadeWithoutAllocation)
 TEST(TimeFilterDesign, OrderOneChebyshevMatchesTheDesignWorkedByHand)
 {
     CTimeFilter f;
-    f.params.rippleDb = -0.55f;  // asinh(1/e) in place of the logarithm would move the pole by a bit
+    f.rippleDb = -0.55f;  // asinh(1/e) in place of the logarithm would move the pole by a bit
     f.Initialize(2000.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 1);
     // The prototype pole (cos pi, sin pi) on the ellipse, scaled by the
     // prewarped corner (2000 / 51200 = 5/128 exactly), then z = (2 + s) / (2 - s).
@@ -537,7 +537,7 @@ TEST(TimeFilterDesign, OrderOneChebyshevMatchesTheDesignWorkedByHand)
     EXPECT_EQ(1.0, f.xcoeffs[1]);
     EXPECT_EQ(1, f.numPoles);
     EXPECT_EQ(1, f.numZeros);
-    EXPECT_EQ(0x24u, f.params.options);
+    EXPECT_EQ(0x24u, f.options);
     EXPECT_EQ(0x24, f.designOptions);
 }
 
@@ -547,17 +547,17 @@ TEST(TimeFilterDesign, FailuresReportTheirCodeAndLeaveAFilterThatGivesZero)
     f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 4);
     const float gain = f.gain;
     ASSERT_EQ(0, f.unstable);
-    f.params.rippleDb = 0.0f;
-    EXPECT_EQ(-3, f.GetFilterConstants(&f.params));
-    f.params.rippleDb = -4000.0f;  // 10^400 overflows, e is infinite and y is 0
-    EXPECT_EQ(-4, f.GetFilterConstants(&f.params));
-    f.params.order = -2;  // a negative order makes y negative
-    f.params.rippleDb = -1.0f;
-    EXPECT_EQ(-4, f.GetFilterConstants(&f.params));
+    f.rippleDb = 0.0f;
+    EXPECT_EQ(-3, f.GetFilterConstants(&f));
+    f.rippleDb = -4000.0f;  // 10^400 overflows, e is infinite and y is 0
+    EXPECT_EQ(-4, f.GetFilterConstants(&f));
+    f.order = -2;  // a negative order makes y negative
+    f.rippleDb = -1.0f;
+    EXPECT_EQ(-4, f.GetFilterConstants(&f));
 
     // A failed design through Initialize: marked, zero coefficients, gain back
     // to 1 because f1 changed, the working gain and term counts as they were.
-    f.params.rippleDb = 0.5f;
+    f.rippleDb = 0.5f;
     f.Initialize(1500.0f, 0.0f, 51200.0f, CTimeFilter::Chebyshev, CTimeFilter::LowPass, 4);
     EXPECT_EQ(1, f.unstable);
     EXPECT_EQ(1, f.modified);
@@ -572,11 +572,11 @@ TEST(TimeFilterDesign, FailuresReportTheirCodeAndLeaveAFilterThatGivesZero)
 
     // Order 12 (past the Bessel table, unchecked) gives a band-pass polynomial
     // whose coefficients are no longer real within 1e-10.
-    f.params.rippleDb = -1.0f;
+    f.rippleDb = -1.0f;
     f.Initialize(1000.0f, 3000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 12);
     EXPECT_EQ(1, f.unstable);
     EXPECT_TRUE(BitEqual(zeros, f.xcoeffs, 513));
-    EXPECT_EQ(-10, f.GetFilterConstants(&f.params));
+    EXPECT_EQ(-10, f.GetFilterConstants(&f));
     EXPECT_EQ(-10, f.Expandpoly());  // the scratch still holds those roots; nothing is stored
     EXPECT_TRUE(BitEqual(zeros, f.ycoeffs, 513));
 
@@ -596,7 +596,7 @@ TEST(TimeFilterInitialize, AppliesTheFrequencyLimits)
     CTimeFilter f;
     auto edges = [&f](CTimeFilter::Shape shape, float f1, float f2) {
         f.Initialize(f1, f2, 51200.0f, CTimeFilter::Butterworth, shape, 2);
-        return std::make_pair(f.params.f1, f.params.f2);
+        return std::make_pair(f.f1, f.f2);
     };
     using P = std::pair<float, float>;
     EXPECT_EQ(P(500.0f, 600.0f), edges(CTimeFilter::BandPass, 600.0f, 500.0f));       // swapped
@@ -623,8 +623,8 @@ TEST(TimeFilterInitialize, ReportsChangesAndInstabilityAndAlwaysClearsTheHistory
     f.Initialize(1000.0f, 0.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::LowPass, 4);
     EXPECT_EQ(0, f.unstable);
     EXPECT_EQ(0, f.modified);
-    EXPECT_EQ(0x22u, f.params.options);
-    EXPECT_EQ(4, f.params.requestedOrder);
+    EXPECT_EQ(0x22u, f.options);
+    EXPECT_EQ(4, f.requestedOrder);
     EXPECT_EQ(4, f.filterOrder);
     EXPECT_NE(1.0f, f.gain);
     EXPECT_EQ(f.gain, f.designGain);
@@ -682,6 +682,23 @@ TEST(TimeFilterInitialize, ProbeDrivesAUnitSineFromTheBandCentreOrHalfTheBandwid
     EXPECT_TRUE(SameBits(probe(bs, 10000.0f), bs.maxAmp));
 }
 
+TEST(TimeFilter, ParametersHeadTheObjectAndTheirDefaultsDesignAnOrderEightBandPass)
+{
+    CTimeFilter f;
+    CTimeFilter::FilParams* head = &f;
+    EXPECT_EQ(static_cast<void*>(&f), static_cast<void*>(head));
+    EXPECT_GE(reinterpret_cast<const char*>(&f.unstable) - reinterpret_cast<const char*>(&f),
+              static_cast<std::ptrdiff_t>(sizeof(CTimeFilter::FilParams)));
+    // Update on a new object designs from the defaults: Butterworth band-pass
+    // of order 8, 500 to 600 Hz.
+    f.Update(51200.0f);
+    EXPECT_EQ(0x82u, head->options);
+    EXPECT_EQ(16, f.numPoles);
+    EXPECT_EQ(8, f.filterOrder);
+    EXPECT_EQ(500.0f, head->f1);
+    EXPECT_EQ(600.0f, head->f2);
+}
+
 TEST(TimeFilter, CopiesGoOnFromTheSameStateWithoutTheResponses)
 {
     CTimeFilter f;
@@ -713,7 +730,7 @@ TEST(TimeFilter, UnknownTypeDesignsNoPolesAndPassesSamplesUnchanged)
     f.Initialize(1000.0f, 2000.0f, 51200.0f, static_cast<CTimeFilter::Type>(5), CTimeFilter::BandStop, 4);
     EXPECT_EQ(0, f.numPoles);
     EXPECT_EQ(1.0f, f.gain);
-    EXPECT_EQ(0x100u, f.params.options);
+    EXPECT_EQ(0x100u, f.options);
     const std::vector<float> in = RandomFloats(64, 9u);
     std::vector<float> out = in;
     f.Apply(out.data(), 64);
