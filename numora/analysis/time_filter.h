@@ -43,7 +43,9 @@ namespace math {
 // Design parameters of a time filter: the head of every CTimeFilter, which
 // names it CTimeFilter::FilParams; the design functions take a pointer to it,
 // and callers read and write its fields on the filter (filter.rippleDb).
-// Its enums are CTimeFilter::Type and CTimeFilter::Shape.
+// choice: the record stands at namespace scope as CTimeFilter's public base,
+// so that it comes first in the object; its enums are declared in it and
+// reached as CTimeFilter::Type, CTimeFilter::Shape, CTimeFilter::LowPass, ...
 struct TimeFilterParams {
     // Characteristic of the analog prototype.
     enum Type : int32_t {
