@@ -100,8 +100,11 @@ NUMORA_API void ApplyCompensation(float* block, float* filter, float* tail, floa
 // work[h .. size - 1]. tail (h floats) carries the stream from call to call;
 // clear it to start one. filter has the layout of a frame of size samples;
 // work holds size floats and is not checked. Nothing is done when frame,
-// filter or tail is null, or for size below 2. Allocates nothing.
+// filter or tail is null. Allocates nothing.
 // precision: all in float, in the order given.
+// choice: the two halves are h samples each, so an odd size runs as
+// size - 1 and leaves the last sample of frame alone; a size below 2 (no
+// half) does nothing.
 NUMORA_API void ApplyCompensationSingle(float* frame, float* filter, float* tail, float* work, float gain,
                                         uint32_t size, float scale);
 
