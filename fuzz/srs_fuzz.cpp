@@ -205,7 +205,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CheckSpectra(plain, count, plain);
     CheckSpectra(ramp, count, plain);
 
-    for (auto path : {detail::SrsPath::Plain}) {
+    for (auto path : {detail::SrsPath::Plain, detail::SrsPath::Lanes4, detail::SrsPath::Lanes8}) {
         if (!detail::SrsPathAvailable(path))
             continue;
         Outputs wide;

@@ -6,6 +6,7 @@
 
 #include "numora/analysis/srs_detail.h"
 #include "numora/foundation/cut_detail.h"
+#include "numora/foundation/simd_detail.h"
 
 namespace qv {
 namespace math {
@@ -13,6 +14,7 @@ namespace math {
 namespace {
 
 using detail::CutToInt;
+namespace simd = qv::math::simd;
 
 // Most bands TIMtoSRS computes in one call.
 constexpr int kMaxBands = 1000;
@@ -245,6 +247,115 @@ SrsMaxima RunImpulseInvariant(SrsOscillator& o, const float* time, Stretch stret
     return Collect(o.primaryPos, o.primaryNeg, o.residualPos, o.residualNeg);
 }
 
+// The oscillators of LaneCount<V> bands side by side, one per lane, each lane
+// doing RunImpulseInvariant's float operations in the same order. The maxima
+// are kept per lane: y > top ? y : top is the positive rule, and the lowest
+// response (from -0) is the negative peak's negation, which equals the scalar
+// rule's result, NaN ignored and ties alike. A lane stops keeping residual
+// maxima after its own number of residual steps.
+template <typename V>
+NUMORA_SIMD_INLINE void RunImpulseInvariantLanes(const SrsOscillator* osc, const int* residual,
+                                                 const float* time, Stretch stretch,
+                                                 SrsMaxima* out)
+{
+    constexpr int W = simd::LaneCount<V>;
+    float a0[W], a1[W], b1[W], b2[W];
+    float primaryTop[W], primaryLow[W], residualTop[W], residualLow[W];
+    int longest = 0;
+    for (int l = 0; l < W; ++l) {
+        a0[l] = osc[l].a0;
+        a1[l] = osc[l].a1;
+        b1[l] = osc[l].b1;
+        b2[l] = osc[l].b2;
+        primaryTop[l] = residualTop[l] = 0.0f;
+        primaryLow[l] = residualLow[l] = -0.0f;
+        longest = residual[l] > longest ? residual[l] : longest;
+    }
+    const V A0 = simd::Load<V>(a0), A1 = simd::Load<V>(a1), B1 = simd::Load<V>(b1), B2 = simd::Load<V>(b2);
+    const V zero = simd::Splat<V>(0.0f);
+    V x1 = zero, y1 = zero, y2 = zero;
+    float y[W];
+    auto advance = [&](V x) NUMORA_SIMD_LAMBDA {
+        const V next = (A1 * x1 + A0 * x) + B1 * y1 + B2 * (y2 - y1);
+        x1 = x;
+        y2 = y1;
+        y1 = next;
+        simd::Store(y, next);
+    };
+    for (int k = stretch.start; k <= stretch.end; ++k) {
+        advance(simd::Splat<V>(time[k]));
+        for (int l = 0; l < W; ++l) {
+            primaryTop[l] = y[l] > primaryTop[l] ? y[l] : primaryTop[l];
+            primaryLow[l] = y[l] < primaryLow[l] ? y[l] : primaryLow[l];
+        }
+    }
+    for (int r = 0; r < longest; ++r) {
+        advance(zero);
+        for (int l = 0; l < W; ++l) {
+            if (r < residual[l]) {
+                residualTop[l] = y[l] > residualTop[l] ? y[l] : residualTop[l];
+                residualLow[l] = y[l] < residualLow[l] ? y[l] : residualLow[l];
+            }
+        }
+    }
+    for (int l = 0; l < W; ++l)
+        out[l] = Collect(primaryTop[l], -primaryLow[l], residualTop[l], -residualLow[l]);
+}
+
+// Eight bands in 256-bit vectors; only where simd::Avx2PathRuns().
+NUMORA_SIMD_AVX2 void RunImpulseInvariant8(const SrsOscillator* osc, const int* residual,
+                                           const float* time, Stretch stretch, SrsMaxima* out)
+{
+    RunImpulseInvariantLanes<simd::F8>(osc, residual, time, stretch, out);
+}
+
+// Four bands in 128-bit vectors, the x86-64 baseline.
+void RunImpulseInvariant4(const SrsOscillator* osc, const int* residual, const float* time,
+                          Stretch stretch, SrsMaxima* out)
+{
+    RunImpulseInvariantLanes<simd::F4>(osc, residual, time, stretch, out);
+}
+
+// What every band of one TIMtoSRS call shares.
+struct ImpulseInvariantJob {
+    const float* time;
+    Stretch stretch;
+    QV_SRS_TYPE type;
+    float sampleRate;
+    float damping;
+    float s;  // sqrt(1 - zeta^2)
+    const float* freq;
+    Spectra out;
+
+    SrsOscillator Oscillator(int band) const
+    {
+        return ImpulseInvariantOscillator(type, freq[band], sampleRate, damping, s);
+    }
+    int Residual(int band) const { return ResidualSteps(sampleRate, freq[band]); }
+};
+
+using LaneKernel = void (*)(const SrsOscillator*, const int*, const float*, Stretch, SrsMaxima*);
+
+// Runs the bands from `band` on in groups of `width` while a whole group is
+// left; returns the first band not run.
+int RunGroups(const ImpulseInvariantJob& job, LaneKernel kernel, int width, int band, int count)
+{
+    const int kWidest = 8;
+    SrsOscillator osc[kWidest];
+    int residual[kWidest];
+    SrsMaxima maxima[kWidest];
+    for (; band + width <= count; band += width) {
+        for (int l = 0; l < width; ++l) {
+            osc[l] = job.Oscillator(band + l);
+            residual[l] = job.Residual(band + l);
+        }
+        kernel(osc, residual, job.time, job.stretch, maxima);
+        for (int l = 0; l < width; ++l)
+            Store(job.out, band + l, maxima[l]);
+    }
+    return band;
+}
+
 // Ramp-invariant coefficients, all in double.
 struct RampInvariant {
     double b0;
@@ -334,7 +445,10 @@ float SRSGetAcousticFreq(int index, int bandsPerOctave)
 
 namespace detail {
 
-bool SrsPathAvailable(SrsPath path) { return path == SrsPath::Plain; }
+bool SrsPathAvailable(SrsPath path)
+{
+    return path != SrsPath::Lanes8 || simd::Avx2PathRuns();
+}
 
 int TIMtoSRSOnPath(SrsPath path, const float* time, int n, float sampleRate, float damping,
                    QV_SRS_TYPE type, int bandsPerOctave, float defaultEndMs, float* primaryPos,
@@ -342,17 +456,21 @@ int TIMtoSRSOnPath(SrsPath path, const float* time, int n, float sampleRate, flo
                    float* maxPos, float* maxNeg, float* freq, float fLow, float fHigh,
                    float startMs, float endMs)
 {
-    (void)path;
     Stretch stretch{};
     const int count = PrepareBands(n, type, bandsPerOctave, freq, fLow, fHigh, sampleRate,
                                    defaultEndMs, startMs, endMs, &stretch);
-    const Spectra out{primaryPos, primaryNeg, residualPos, residualNeg, maximax, maxPos, maxNeg};
     const float zeta2 = damping * damping;
     const float s = static_cast<float>(std::sqrt(1.0 - static_cast<double>(zeta2)));
-    for (int band = 0; band < count; ++band) {
-        SrsOscillator o = ImpulseInvariantOscillator(type, freq[band], sampleRate, damping, s);
-        const int residual = ResidualSteps(sampleRate, freq[band]);
-        Store(out, band, RunImpulseInvariant(o, time, stretch, residual));
+    const ImpulseInvariantJob job{time, stretch, type, sampleRate, damping, s, freq,
+                                  {primaryPos, primaryNeg, residualPos, residualNeg, maximax, maxPos, maxNeg}};
+    int band = 0;
+    if (path == SrsPath::Lanes8)
+        band = RunGroups(job, RunImpulseInvariant8, 8, band, count);
+    if (path != SrsPath::Plain)
+        band = RunGroups(job, RunImpulseInvariant4, 4, band, count);
+    for (; band < count; ++band) {
+        SrsOscillator o = job.Oscillator(band);
+        Store(job.out, band, RunImpulseInvariant(o, time, stretch, job.Residual(band)));
     }
     return count;
 }
@@ -364,7 +482,10 @@ int TIMtoSRS(const float* time, int n, float sampleRate, float damping, QV_SRS_T
              float* residualPos, float* residualNeg, float* maximax, float* maxPos, float* maxNeg,
              float* freq, float fLow, float fHigh, float startMs, float endMs)
 {
-    return detail::TIMtoSRSOnPath(detail::SrsPath::Plain, time, n, sampleRate, damping, type,
+    const detail::SrsPath widest = detail::SrsPathAvailable(detail::SrsPath::Lanes8)
+                                       ? detail::SrsPath::Lanes8
+                                       : detail::SrsPath::Lanes4;
+    return detail::TIMtoSRSOnPath(widest, time, n, sampleRate, damping, type,
                                   bandsPerOctave, defaultEndMs, primaryPos, primaryNeg,
                                   residualPos, residualNeg, maximax, maxPos, maxNeg, freq, fLow,
                                   fHigh, startMs, endMs);

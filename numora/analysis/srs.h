@@ -66,7 +66,9 @@ namespace math {
 // end are never read. The seven output arrays and freq get one value per
 // band and need room for 1000 values unless the count is known beforehand.
 // Result: the number of bands, or -1 when the series can't be built (empty
-// range, more than 1000 bands), and nothing is written.
+// range, more than 1000 bands), and nothing is written. Bands run side by
+// side in vector lanes (eight with AVX2, chosen at run time), each lane
+// doing the one-band arithmetic below, so every processor gives the same bits.
 // precision: everything in float: T = 1 / sampleRate, w = f * 6.2831855,
 // x = -w T zeta, s = float(sqrt(1 - double(zeta * zeta))); cos and sin of
 // double(w T s), E = exp(double(x)) and E2 = exp(double(x + x)), each rounded

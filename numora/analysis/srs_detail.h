@@ -42,7 +42,9 @@ namespace detail {
 // Code paths of TIMtoSRS. Every path gives the same bits; TIMtoSRS takes the
 // widest one the processor has.
 enum class SrsPath {
-    Plain,  // one band after the other
+    Plain,   // one band after the other
+    Lanes4,  // four bands side by side in 128-bit vectors (the x86-64 baseline)
+    Lanes8,  // eight bands side by side in 256-bit vectors, where the processor has AVX2
 };
 
 // True when the processor can run the path.

@@ -1,4 +1,5 @@
 #include "numora/analysis/srs.h"
+#include "numora/analysis/srs_detail.h"
 
 #include <algorithm>
 #include <array>
@@ -29,7 +30,8 @@ struct Srs {
     }
 };
 
-Srs RunSrs(SrsFilter filter, const std::vector<float>& x, float fs, float zeta, QV_SRS_TYPE type, int perOctave,
+template <typename Filter>
+Srs RunSrs(Filter filter, const std::vector<float>& x, float fs, float zeta, QV_SRS_TYPE type, int perOctave,
         float fLow, float fHigh, float startMs = 0, float endMs = 0, float defaultEndMs = 0)
 {
     Srs r;
@@ -309,4 +311,45 @@ TEST(HalfSine, FiltersPartBelowTenAndAboveAThousandSamplesPerPeriod)
     }
     EXPECT_LT(floatBelow1000, 3e-3);
     EXPECT_GT(floatAbove2000, 0.05);
+}
+
+TEST(SrsLanes, EveryPathGivesThePlainLoopsBits)
+{
+    using detail::SrsPath;
+    // Records with an impulse, NaN and infinities among noise; band counts
+    // that fill no, some or several whole groups of lanes; bands above 1.1 fs
+    // that get no residual steps beside bands that get many.
+    std::vector<float> noise = RandomFloats(4000, 5);
+    std::vector<float> odd = RandomFloats(700, 9);
+    odd[100] = NAN;
+    odd[300] = INFINITY;
+    odd[301] = -INFINITY;
+    std::vector<float> impulse(900, 0.0f);
+    impulse[10] = 1.0f;
+    const std::vector<float> step(30, 1.0f);  // never drives the low bands' primary response negative
+    struct Case {
+        const std::vector<float>* x;
+        int perOctave;
+        float fLow, fHigh, zeta;
+        QV_SRS_TYPE type;
+    };
+    const Case cases[] = {{&noise, 3, 100.0f, 120.0f, 0.05f, kAbs},   {&noise, 3, 10.0f, 12000.0f, 0.05f, kAbs},
+                          {&noise, -12, 5.0f, 9000.0f, 0.0f, kRel},   {&odd, 6, 300.0f, 14000.0f, 0.2f, kAbs},
+                          {&impulse, 24, 40.0f, 700.0f, 0.05f, kRel}, {&noise, 1, 1000.0f, 8000.0f, 0.05f, kAbs},
+                          {&step, 12, 10.0f, 20.0f, 0.05f, kRel}};
+    for (const Case& c : cases) {
+        auto run = [&c](auto filter) { return RunSrs(filter, *c.x, 10000.0f, c.zeta, c.type, c.perOctave, c.fLow, c.fHigh, 1.0f); };
+        const Srs plain = run([](auto... a) { return detail::TIMtoSRSOnPath(SrsPath::Plain, a...); });
+        ASSERT_GT(plain.count, 0);
+        const Srs widest = run(TIMtoSRS);
+        for (int k = 0; k < 8; ++k)
+            EXPECT_TRUE(BitEqual(plain.out[k].data(), widest.out[k].data(), 1000)) << c.perOctave << " " << k;
+        for (SrsPath path : {SrsPath::Lanes4, SrsPath::Lanes8}) {
+            if (!detail::SrsPathAvailable(path))
+                continue;
+            const Srs wide = run([path](auto... a) { return detail::TIMtoSRSOnPath(path, a...); });
+            for (int k = 0; k < 8; ++k)
+                EXPECT_TRUE(BitEqual(plain.out[k].data(), wide.out[k].data(), 1000)) << c.perOctave << " " << k;
+        }
+    }
 }
