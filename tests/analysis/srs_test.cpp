@@ -115,7 +115,7 @@ double HalfSineError(SrsFilter filter, double ratio, int samples, float zeta, QV
         x[static_cast<size_t>(k)] = static_cast<float>(std::sin(kPi * k / samples));
     const Srs r = RunSrs(filter, x, static_cast<float>(ratio * 1000.0), zeta, type, 3, 1000.0f, 1000.0f);
     EXPECT_TRUE(r.count == 1 && r.at(7, 0) == 1000.0f);
-    return static_cast<double>(r.at(4, 0)) / ExactHalfSine(samples / ratio, zeta, type) - 1.0;
+    return static_cast<double>(r.at(4, 0)) / ExactHalfSine(samples / ratio, static_cast<double>(zeta), type) - 1.0;
 }
 
 }  // namespace
@@ -271,7 +271,7 @@ TEST(HalfSine, BothFiltersMatchTheExactResponseWhenFinelySampled)
     };
     const Case cases[] = {{0.5, 0.0f, 1.5708}, {1.0, 0.0f, 1.7321}, {1.5, 0.0f, 1.5000}, {0.5, 0.05f, 1.4626}, {1.0, 0.05f, 1.6238}};
     for (const Case& c : cases) {
-        EXPECT_NEAR(c.quoted, ExactHalfSine(c.tau, c.zeta, kAbs), 6e-5);
+        EXPECT_NEAR(c.quoted, ExactHalfSine(c.tau, static_cast<double>(c.zeta), kAbs), 6e-5);
         for (double ratio : {200.0, 400.0}) {
             const int samples = static_cast<int>(c.tau * ratio);
             EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, ratio, samples, c.zeta), 1e-3) << c.tau << " " << ratio;
