@@ -32,7 +32,7 @@ struct Srs {
 
 template <typename Filter>
 Srs RunSrs(Filter filter, const std::vector<float>& x, float fs, float zeta, QV_SRS_TYPE type, int perOctave,
-        float fLow, float fHigh, float startMs = 0, float endMs = 0, float defaultEndMs = 0)
+           float fLow, float fHigh, float startMs = 0, float endMs = 0, float defaultEndMs = 0)
 {
     Srs r;
     for (auto& a : r.out) {
@@ -69,6 +69,19 @@ std::array<float, 7> FloatModel(const std::vector<float>& x, int start, int end,
         pair[y >= 0 ? 0 : 1] = std::max(pair[y >= 0 ? 0 : 1], std::fabs(y));
     }
     return {m[0], m[1], m[2], m[3], std::max({m[0], m[1], m[2], m[3]}), std::max(m[0], m[2]), std::max(m[1], m[3])};
+}
+
+// Every band of r against FloatModel, bit for bit.
+::testing::AssertionResult MatchesFloatModel(const Srs& r, const std::vector<float>& x, int start, int end, float fs,
+                                             float zeta, QV_SRS_TYPE type)
+{
+    for (int band = 0; band < r.count; ++band) {
+        const std::array<float, 7> model = FloatModel(x, start, end, fs, zeta, type, r.at(7, band));
+        for (int k = 0; k < 7; ++k)
+            if (!SameBits(model[k], r.at(k, band)))
+                return ::testing::AssertionFailure() << "band " << band << " spectrum " << k << ": " << model[k] << " vs " << r.at(k, band);
+    }
+    return ::testing::AssertionSuccess();
 }
 
 // Largest |response| to a half-sine base acceleration of amplitude 1 and
@@ -136,7 +149,6 @@ TEST(SrsSeries, TellingValuesAndTheTenthOfAPercentRule)
     EXPECT_EQ(10, first);
     EXPECT_NEAR(1000.0 * std::pow(2.0, -20.0 / 3.0), f[0], 1e-5);
     EXPECT_EQ(2000.0f, f[23]);
-    EXPECT_EQ(f[5], SRSGetAcousticFreq(15, 3));
     float viaAnsi[100];
     ASSERT_EQ(24, SRSCalcAnsiFreq(-3, 10.0f, 2000.0f, viaAnsi, 100, &first));
     EXPECT_TRUE(BitEqual(f, viaAnsi, 24));
@@ -202,11 +214,7 @@ TEST(ImpulseInvariantSrs, MatchesAFloatModelBitForBitUnderEveryStretchRule)
         for (float zeta : {0.05f, 0.0f, 0.3f}) {
             const Srs r = RunSrs(TIMtoSRS, x, 10000.0f, zeta, type, 3, 20.0f, 12000.0f, 2.5f, 250.0f);
             ASSERT_EQ(29, r.count);
-            for (int band = 0; band < r.count; ++band) {
-                const std::array<float, 7> model = FloatModel(x, 25, 2500, 10000.0f, zeta, type, r.at(7, band));
-                for (int k = 0; k < 7; ++k)
-                    ASSERT_TRUE(SameBits(model[k], r.at(k, band))) << type << " " << zeta << " " << band << " " << k;
-            }
+            EXPECT_TRUE(MatchesFloatModel(r, x, 25, 2500, 10000.0f, zeta, type)) << type << " " << zeta;
             EXPECT_TRUE(r.at(2, 28) == 0.0f && r.at(3, 28) == 0.0f);
         }
     }
@@ -227,11 +235,7 @@ TEST(ImpulseInvariantSrs, MatchesAFloatModelBitForBitUnderEveryStretchRule)
     for (const Case& c : cases) {
         const Srs r = RunSrs(TIMtoSRS, y, 1000.0f, 0.05f, kAbs, 3, 10.0f, 100.0f, c.startMs, c.endMs, c.defaultEndMs);
         ASSERT_EQ(11, r.count);
-        for (int band = 0; band < r.count; ++band) {
-            const std::array<float, 7> model = FloatModel(y, c.start, c.end, 1000.0f, 0.05f, kAbs, r.at(7, band));
-            for (int k = 0; k < 7; ++k)
-                ASSERT_TRUE(SameBits(model[k], r.at(k, band))) << c.startMs << " " << band << " " << k;
-        }
+        EXPECT_TRUE(MatchesFloatModel(r, y, c.start, c.end, 1000.0f, 0.05f, kAbs)) << c.startMs << " " << c.endMs;
     }
     // Samples after the end are never read.
     std::fill(y.begin() + 121, y.end(), NAN);
@@ -341,15 +345,12 @@ TEST(SrsLanes, EveryPathGivesThePlainLoopsBits)
         auto run = [&c](auto filter) { return RunSrs(filter, *c.x, 10000.0f, c.zeta, c.type, c.perOctave, c.fLow, c.fHigh, 1.0f); };
         const Srs plain = run([](auto... a) { return detail::TIMtoSRSOnPath(SrsPath::Plain, a...); });
         ASSERT_GT(plain.count, 0);
-        const Srs widest = run(TIMtoSRS);
-        for (int k = 0; k < 8; ++k)
-            EXPECT_TRUE(BitEqual(plain.out[k].data(), widest.out[k].data(), 1000)) << c.perOctave << " " << k;
-        for (SrsPath path : {SrsPath::Lanes4, SrsPath::Lanes8}) {
-            if (!detail::SrsPathAvailable(path))
-                continue;
-            const Srs wide = run([path](auto... a) { return detail::TIMtoSRSOnPath(path, a...); });
+        std::vector<Srs> wide = {run(TIMtoSRS)};
+        for (SrsPath path : {SrsPath::Lanes4, SrsPath::Lanes8})
+            if (detail::SrsPathAvailable(path))
+                wide.push_back(run([path](auto... a) { return detail::TIMtoSRSOnPath(path, a...); }));
+        for (const Srs& w : wide)
             for (int k = 0; k < 8; ++k)
-                EXPECT_TRUE(BitEqual(plain.out[k].data(), wide.out[k].data(), 1000)) << c.perOctave << " " << k;
-        }
+                EXPECT_TRUE(BitEqual(plain.out[k].data(), w.out[k].data(), 1000)) << c.perOctave << " " << k;
     }
 }
