@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cmath>
-#include <cstdint>
 
 #include "numora/analysis/srs_detail.h"
 #include "numora/foundation/cut_detail.h"
@@ -165,7 +164,9 @@ Stretch AnalysedStretch(int n, float sampleRate, float defaultEndMs, float start
     return {start, end};
 }
 
-// Number of free steps after the stretch: 1.1 periods of f.
+// Number of free steps after the stretch, 1.1 periods of f: the float
+// quotient of sampleRate * -1.1 by f, cut and negated. None when it has no
+// int or the quotient is positive.
 int ResidualSteps(float sampleRate, float f)
 {
     const int negated = CutToInt(static_cast<double>(sampleRate * -1.1f / f));
@@ -216,8 +217,9 @@ SrsOscillator ImpulseInvariantOscillator(QV_SRS_TYPE type, float f, float sample
     return o;
 }
 
-// One step of the recursion. b1 holds 2 E cosT - E^2; the difference term
-// adds the E^2 back, which keeps the poles' rounding small near z = 1.
+// One step of the recursion, in the difference form: b1 holds 2 E cosT - E^2
+// and the term b2 (y2 - y1) adds E2 back to y1's weight, so the sum is never
+// regrouped around 2 E cosT.
 float Advance(SrsOscillator& o, float x)
 {
     const float y = (o.a1 * o.x1 + o.a0 * x) + o.b1 * o.y1 + o.b2 * (o.y2 - o.y1);
@@ -227,6 +229,8 @@ float Advance(SrsOscillator& o, float x)
     return y;
 }
 
+// A response y >= 0 may raise pos, a negative one raises neg with its
+// magnitude; NaN changes neither.
 template <typename T>
 void Track(T y, T& pos, T& neg)
 {

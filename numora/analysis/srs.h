@@ -95,9 +95,12 @@ NUMORA_API int TIMtoSRS(const float* time, int n, float sampleRate, float dampin
 //             b1 = 2 (1 - 2 zeta^2) S - 2 C + 2 zeta (1 - E^2) / W,
 //             b2 = E^2 + (2 zeta^2 - 1) S + 2 zeta (E^2 - C) / W.
 // precision: coefficients and recursion in double from the widened float
-// arguments (w = 2 pi f with the float band frequency); the maxima round to
-// float at the store.
-// choice: the same -1 cases as TIMtoSRS.
+// arguments (W = 2 pi f / sampleRate with the float band frequency); the
+// maxima round to float at the store.
+// choice: the stretch and the residual step count are TIMtoSRS's, to the
+// sample, so that both filters see the same samples and ring out as long;
+// the relative output has TIMtoSRS's sign (it follows the input at low
+// frequency); the -1 cases are TIMtoSRS's.
 NUMORA_API int TIMtoSRS_RampInvariant(const float* time, int n, float sampleRate, float damping,
                                       QV_SRS_TYPE type, int bandsPerOctave, float defaultEndMs,
                                       float* primaryPos, float* primaryNeg, float* residualPos,
