@@ -13,6 +13,7 @@
 // Two filters compute the oscillator, with the same series, arguments and
 // seven spectra:
 // - TIMtoSRS: the impulse-invariant (Kelly-Richman) recursion, all in float.
+//   On half-sines at Q = 10, measured against the exact response:
 //   It can be trusted where the sample rate is between about 8 and 1000
 //   times the band frequency: within 1 % there, within 0.5 % from about 50
 //   times. Below that it reads low (a half-sine with Q = 10 reads 4 % low at
@@ -117,9 +118,9 @@ NUMORA_API int TIMtoSRS_RampInvariant(const float* time, int n, float sampleRate
 // *firstIndex is stored whenever the first band is found, even when the
 // result is -1. A count of 0 or less (a first band above the last) is
 // returned with nothing written.
-// precision: first guess trunc(float(log10(fLo)) * (n * 3.3333f) - 1); the
-// tolerances are 0.001f * fLow and 0.001f * fHigh, compared with |f - limit|
-// in float.
+// precision: first guess trunc(float(log10(fLo)) * (n * 3.3333f) - 1).
+// choice: the tolerances 0.001f * fLow and 0.001f * fHigh are formed in float
+// and compared with |f - limit| in float.
 NUMORA_API int SRSCalcAnsiFreq(int bandsPerOctave, float fLow, float fHigh, float* freq,
                                int maxCount, int* firstIndex);
 
