@@ -13,8 +13,8 @@
 // Two filters compute the oscillator, with the same series, arguments and
 // seven spectra:
 // - TIMtoSRS: the impulse-invariant (Kelly-Richman) recursion, all in float.
-//   On half-sines at Q = 10, measured against the exact response:
-//   It can be trusted where the sample rate is between about 8 and 1000
+//   Measured on half-sines at Q = 10 against the exact response, it can be
+//   trusted where the sample rate is between about 8 and 1000
 //   times the band frequency: within 1 % there, within 0.5 % from about 50
 //   times. Below that it reads low (a half-sine with Q = 10 reads 4 % low at
 //   fs/fn = 6 and 13 % low at fs/fn = 4). Above about 1000 times its float
