@@ -25,3 +25,6 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+
+#include "numora/analysis/order.h"
+#include "numora/analysis/integration.h"
