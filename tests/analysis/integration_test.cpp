@@ -6,7 +6,6 @@
 
 #include "numora/foundation/array.h"
 #include "numora/foundation/array_scan.h"
-#include "numora/spectrum/rms.h"
 #include "tests/support/support.h"
 
 using namespace qv::math;
