@@ -182,7 +182,7 @@ struct ScanRun {
     }
     void Scan(const Block& a)
     {
-        accel = a;
+        std::copy(a.begin(), a.begin() + rec.count, accel.begin());
         ScanUnitLimits(rec);
     }
 };
