@@ -190,6 +190,8 @@ void TwoChannel()
     // by half/kFrameSize because half of each transformed frame is padding.
     std::printf("%-28s %16.4f %16.4f\n", "correlation at the delay", static_cast<double>(peak),
                 kGain * half / kFrameSize);
+    // The window record owns its table until it is reset.
+    qv::math::WindowReset(&wind);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 // Numora: every public header of the library.
 
+#include "numora/version.h"
+
 #include "numora/foundation/export.h"
 #include "numora/foundation/records.h"
 #include "numora/foundation/cstring.h"
@@ -25,6 +27,18 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+#include "numora/drive/profiles.h"
+#include "numora/drive/onions.h"
+#include "numora/drive/clipping.h"
+#include "numora/drive/waveforms.h"
 
+#include "numora/compensation/taper.h"
+#include "numora/compensation/compensation.h"
+
+#include "numora/analysis/interpolator.h"
+#include "numora/analysis/time_filter.h"
 #include "numora/analysis/order.h"
 #include "numora/analysis/integration.h"
+
+#include "numora/units/eu_tables.h"
+#include "numora/units/eu_ops.h"

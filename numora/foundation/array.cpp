@@ -1,5 +1,6 @@
 #include "numora/foundation/array.h"
 
+#include <climits>
 #include <cstring>
 
 #include "numora/foundation/array_scan.h"
@@ -413,19 +414,20 @@ void ArrayIndexIncLoop(int& index, int n)
 {
     if (n < 1)
         return;
-    index += 1;
-    if (index >= n)
-        index = 0;
+    // index + 1 >= n, tested without forming index + 1.
+    index = index >= n - 1 ? 0 : index + 1;
 }
 
 void ArrayIndexIncLoop(int& index, int n, int step)
 {
     if (n < 1)
         return;
-    index += step;
-    // Taking n off while index >= n ends at the remainder, index being non-negative here.
-    if (index >= n)
-        index %= n;
+    // The sum is formed in 64 bits. Taking n off while it is >= n ends at the
+    // remainder, the sum being non-negative there.
+    long long sum = static_cast<long long>(index) + step;
+    if (sum >= n)
+        sum %= n;
+    index = sum < INT_MIN ? INT_MIN : static_cast<int>(sum);
 }
 
 }  // namespace math

@@ -155,6 +155,8 @@ NUMORA_API double ArrayNormalizeInv(double* a, int n, double target);
 NUMORA_API void ArrayIndexIncLoop(int& index, int n);
 // index += step, then n is taken off while index >= n.
 // choice: n below 1 leaves index alone (there is no ring to step around).
+// choice: the sum is formed in 64 bits, so a large step still ends inside
+// the ring; a sum below INT_MIN (a negative index and step) stops at INT_MIN.
 NUMORA_API void ArrayIndexIncLoop(int& index, int n, int step);
 
 }  // namespace math

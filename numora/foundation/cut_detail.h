@@ -13,6 +13,10 @@ namespace detail {
 // gives INT_MIN.
 int CutToInt(double v);
 
+// Cut toward zero to int, saturating: a value beyond the int range gives
+// INT_MAX or INT_MIN, and NaN gives 0.
+int SaturateToInt(double v);
+
 // Cut toward zero to 32 bits unsigned through a signed 64-bit value, so a
 // negative value wraps modulo 2^32; a value without a 64-bit integer gives 0.
 uint32_t CutToU32(double v);

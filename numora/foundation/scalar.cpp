@@ -18,6 +18,17 @@ int CutToInt(double v)
     return INT_MIN;
 }
 
+int SaturateToInt(double v)
+{
+    if (std::isnan(v))
+        return 0;
+    if (v >= 2147483648.0)
+        return INT_MAX;
+    if (v <= -2147483649.0)
+        return INT_MIN;
+    return static_cast<int>(v);
+}
+
 uint32_t CutToU32(double v)
 {
     if (v >= -9223372036854775808.0 && v < 9223372036854775808.0)
@@ -37,7 +48,11 @@ int ClampIndex(int index, int n)
 {
     if (index < 0)
         return 0;
-    return index > n - 1 ? n - 1 : index;
+    // n - 1 is formed in 64 bits and saturated: n = INT_MIN has no int n - 1.
+    const long long top = static_cast<long long>(n) - 1;
+    if (index > top)
+        return top < INT_MIN ? INT_MIN : static_cast<int>(top);
+    return index;
 }
 
 // The standard ratio that `ratio` snaps up to, or ratio itself above the
@@ -55,7 +70,8 @@ double SnapRatio(double ratio, double upper)
 // `digits` significant digits of x.
 double DigitPlace(double x, int digits)
 {
-    return std::pow(10.0, std::floor(std::log10(std::fabs(x))) - static_cast<double>(digits - 1));
+    // digits - 1 is taken in double, where it cannot overflow.
+    return std::pow(10.0, std::floor(std::log10(std::fabs(x))) - (static_cast<double>(digits) - 1.0));
 }
 
 // The product that turns peak-to-peak displacement into acceleration.

@@ -100,6 +100,9 @@ void TIMtoCPS(float* frameA, float* frameB, complex* cps, float df, QV_ACQFRAME_
               QV_ACOUSTIC_WEIGHT weight, int frameSize, int lines, int frameNumber, int expFrames, float scale,
               QV_WIND_SETUP* wind)
 {
+    // Frames too short to transform hold no spectrum to average.
+    if (frameSize < 2)
+        return;
     TransformPair(frameA, frameB, df, winType, winScale, winArg, gateSamples, weight, frameSize, scale, wind);
     FFTtoCPS(Lines(frameA), Lines(frameB), cps, lines, mode, frameNumber, expFrames);
 }
@@ -109,6 +112,8 @@ void TIMtoCPS_WithDriveCorr(float* frameA, float* frameB, complex* cps, float df
                             QV_ACOUSTIC_WEIGHT weight, int frameSize, int lines, int frameNumber, int expFrames,
                             float scale, QV_WIND_SETUP* wind, float* corr, bool corrA, bool corrB)
 {
+    if (frameSize < 2)
+        return;
     TransformPair(frameA, frameB, df, winType, winScale, winArg, gateSamples, weight, frameSize, scale, wind);
     if (corrA)
         FFTApplySineX_X(Lines(frameA), Lines(corr), frameSize / 2);

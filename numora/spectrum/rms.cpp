@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "numora/foundation/array_scan.h"
+#include "numora/foundation/cut_detail.h"
 #include "numora/foundation/scalar.h"
 
 namespace qv {
@@ -15,21 +16,38 @@ namespace {
 // Adds power(i) for i = first .. last to sum, in ascending order. Every
 // caller's power returns the line's contribution already widened to double,
 // so the one double accumulator is never split.
+// The index never steps past last, so last = INT_MAX cannot overflow it.
 template <typename Power>
 double AddLines(double sum, int first, int last, Power power)
 {
-    for (int i = first; i <= last; ++i)
+    if (first > last)
+        return sum;
+    for (int i = first;; ++i) {
         sum += power(i);
-    return sum;
+        if (i == last)
+            return sum;
+    }
 }
 
 // Power of lines 1 .. first - 1 and then last + 1 .. count - 1, continuing
-// the same accumulator so the two parts are never summed on their own.
+// the same accumulator so the two parts are never summed on their own. Each
+// part is tested before its bound is formed, so no bound overflows.
 template <typename Power>
 double AddOutside(int first, int last, int count, Power power)
 {
-    const double below = AddLines(0.0, 1, first - 1, power);
-    return AddLines(below, last + 1, count - 1, power);
+    double sum = 0.0;
+    if (first > 1)
+        sum = AddLines(sum, 1, first - 1, power);
+    if (count > 0 && last < count - 1)
+        sum = AddLines(sum, last + 1, count - 1, power);
+    return sum;
+}
+
+// Index of the last line of a spectrum of count complex lines; 0 (so that a
+// sum from line 1 is empty) when there is no line above DC.
+int LastOfCount(int count)
+{
+    return count > 0 ? count - 1 : 0;
 }
 
 // Power of complex line i, formed in float and widened.
@@ -85,18 +103,11 @@ float ComplexRms(double sum, float scale)
 }
 
 // Band edge of the float _BLIMF forms: trunc(f / df + 0.5), all in float.
-// The quotient is saturated before the conversion, which would be undefined
+// The quotient is saturated in the conversion, which would be undefined
 // outside the int range; a NaN edge gives line 0.
 int NearestLine(float f, float df)
 {
-    const float q = f / df + 0.5f;
-    if (std::isnan(q))
-        return 0;
-    if (q >= 2147483648.0f)
-        return INT_MAX;
-    if (q <= -2147483648.0f)
-        return INT_MIN;
-    return static_cast<int>(q);
+    return detail::SaturateToInt(static_cast<double>(f / df + 0.5f));
 }
 
 // Lines of a power spectrum nearest fLow .. fHigh, clamped to 0 .. lastLine;
@@ -105,13 +116,21 @@ struct LineBand {
     int first;
     int last;
 };
+// The edges are Freq2Index(f, df, lastLine + 1, nearest), clamped here to
+// 0 .. lastLine by hand so that no lastLine + 1 is formed. A negative lastLine
+// leaves no line: the band is empty.
 LineBand PowerBand(double fLow, double fHigh, int lastLine, double df)
 {
+    if (lastLine < 0)
+        return LineBand{1, 0};
+    const auto edge = [&](double f) {
+        return std::min(std::max(Freq2Index(f, df, qv::RoundMethodNearest), 0), lastLine);
+    };
     LineBand band;
-    band.first = Freq2Index(fLow, df, lastLine + 1, qv::RoundMethodNearest);
+    band.first = edge(fLow);
     if (band.first == 0)
         band.first = 1;
-    band.last = Freq2Index(fHigh, df, lastLine + 1, qv::RoundMethodNearest);
+    band.last = edge(fHigh);
     return band;
 }
 
@@ -189,7 +208,7 @@ float RMS_FFT(const complex* fft, int lines, float scale)
 {
     if (fft == nullptr)
         return 0.0f;
-    return ComplexRms(AddLines(0.0, 1, lines - 1, ComplexPower{fft}), scale);
+    return ComplexRms(AddLines(0.0, 1, LastOfCount(lines), ComplexPower{fft}), scale);
 }
 
 float RMS_FFT_BLIM(const complex* fft, int first, int last, float scale)
@@ -202,7 +221,7 @@ float RMS_FFT_BLIM(const complex* fft, int first, int last, float scale)
 float RMS_FFT_BLIMF(const complex* fft, float fLow, float fHigh, int lines, float df, float scale)
 {
     const int first = std::max(1, NearestLine(fLow, df));
-    const int last = std::min(lines - 1, NearestLine(fHigh, df));
+    const int last = std::min(LastOfCount(lines), NearestLine(fHigh, df));
     return RMS_FFT_BLIM(fft, first, last, scale);
 }
 

@@ -90,6 +90,8 @@ NUMORA_API double RMS_APS_BLIM(const double* aps, int first, int last);
 // RMS of the power lines nearest fLow .. fHigh, line 0 excluded.
 // precision: the edges are Freq2Index(f, df, lastLine + 1, nearest) in
 // double; a lower edge at line 0 moves to line 1.
+// choice: a negative lastLine gives 0 without reading aps, as RMS_APS and
+// RMS_PSD_BLIMF do there.
 NUMORA_API double RMS_APS_BLIMF(const float* aps, double fLow, double fHigh, int lastLine,
                                     double df);
 NUMORA_API double RMS_APS_BLIMF(const double* aps, double fLow, double fHigh, int lastLine,

@@ -2,10 +2,12 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
 #include "numora/foundation/array.h"
+#include "numora/foundation/cut_detail.h"
 
 namespace qv {
 namespace math {
@@ -41,6 +43,8 @@ int FillScaled(float* table, int size, QV_WINDOWSCALE scale, double* rmsFactor, 
     *rmsFactor = amplitude ? f.rmsUnderAmplitude : 1.0;
     *ampFactor = amplitude ? 1.0 : f.ampUnderPower;
     const double factor = amplitude ? f.amplitudeScale : f.powerScale;
+    if (size < 1)
+        return 0;
     if (size == 1) {
         table[0] = static_cast<float>(factor);
         return 0;
@@ -104,7 +108,7 @@ void SetupRecord(QV_ACQFRAME_WINTYPE type, QV_WINDOWSCALE scale, float decay, in
         case QV_WIN_FLATTOP: WindowFlatTop(r->coeff, size, scale, &r->rmsFactor, &r->ampFactor); break;
         case QV_WIN_CORREL: WindowCorrel(r->coeff, size); break;
         case QV_WIN_EXPDECAY:
-            WindowExpDecay(r->coeff, static_cast<int>(static_cast<double>(decay) + 0.5), size, 0);
+            WindowExpDecay(r->coeff, detail::SaturateToInt(static_cast<double>(decay) + 0.5), size, 0);
             break;
         default: break;
         }
@@ -267,6 +271,8 @@ int WindowHarris(float* table, int size, QV_WINDOWSCALE scale)
 
 void WindowHan(float* table, int size)
 {
+    if (size < 1)
+        return;
     if (size == 1) {
         table[0] = 1.0f;
         return;
@@ -300,7 +306,9 @@ int WindowExpDecay(float* table, int decay, int size, int flat)
         table[i] = 1.0f;
     const int m = size - lead;
     for (int k = 0; k < m; ++k) {
-        const float q = static_cast<float>(-k * decay) / static_cast<float>(m);
+        // -k * decay in 64 bits: the same integer wherever it fits in 32 bits,
+        // and no overflow where it does not.
+        const float q = static_cast<float>(-static_cast<int64_t>(k) * decay) / static_cast<float>(m);
         table[lead + k] = static_cast<float>(std::exp(static_cast<double>(q)));
     }
     return 0;

@@ -26,6 +26,8 @@ namespace math {
 // touching the table or the heap, when setup already holds that type, size and
 // scale (decay is not compared). A null setup does nothing. reserved is not read.
 // precision: an exponential window takes decay as (int)(decay + 0.5), added in double.
+// choice: that cut saturates: a decay beyond the int range gives INT_MAX or
+// INT_MIN, and NaN gives 0 (a table of ones).
 // choice: the table is allocated zero-filled, so the unpaired last sample of an
 // odd-size correlation table is 0.
 // choice: a negative size counts as a failed allocation: the record stays
@@ -97,8 +99,10 @@ NUMORA_API int WindowCorrel(float* table, int size);
 
 // Exponential decay: flat leading ones, then exp(-k * decay / m) over the
 // m = size - flat remaining samples. Returns 0.
-// precision: -k * decay is an int, converted to float and divided in float by m;
-// the exponential is taken in double and rounded to float.
+// precision: -k * decay is an integer, converted to float and divided in float
+// by m; the exponential is taken in double and rounded to float.
+// choice: the product is formed in 64 bits, so a decay whose product leaves
+// the 32-bit range keeps falling instead of overflowing.
 // choice: a flat part longer than the table fills the whole table with ones;
 // a negative flat counts as 0.
 NUMORA_API int WindowExpDecay(float* table, int decay, int size, int flat);

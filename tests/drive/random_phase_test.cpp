@@ -29,7 +29,8 @@ TEST(APSAddRandomPhase, TurnsEachDrawIntoOneOf2048TablePhasesQuantisedInItsPreci
     SRand(30091);
     for (int k = 2048; k >= 1; --k) {  // the draw is quantised in float
         const int p = static_cast<int>(std::fmin(1.0f, static_cast<float>(Rand()) / 32767.0f) * 2048.0f);
-        const float w = static_cast<float>(k - 2), v = w > 0 ? static_cast<float>(std::sqrt(double{w})) : w;
+        const float w = static_cast<float>(k - 2);
+        const float v = w > 0 ? static_cast<float>(std::sqrt(static_cast<double>(w))) : w;
         ASSERT_EQ(static_cast<float>(SinStep(p + 512)) * v, s[2 * k]) << "line " << k;
         ASSERT_EQ(static_cast<float>(SinStep(p)) * v, s[2 * k + 1]) << "line " << k;
     }
@@ -43,6 +44,22 @@ TEST(APSAddRandomPhase, TurnsEachDrawIntoOneOf2048TablePhasesQuantisedInItsPreci
     FRQAddRandomPhase(d, 2, 1, 50155);
     EXPECT_EQ(static_cast<float>(SinStep(2047)) * 4.0f, f[3]);
     EXPECT_EQ(SinStep(2046) * 4.0, d[3]);
+}
+
+TEST(APSAddRandomPhase, DoubleTwinReadsTheNineDecimalTableAtEveryStep)
+{
+    // 4096 lines draw most of the 2048 steps; the quotient is formed in double.
+    static double s[8194];
+    for (int k = 0; k < 8194; ++k)
+        s[k] = 2.0;
+    SRand(12345);
+    APSAddRandomPhase(s, 8192, 4096);
+    SRand(12345);
+    for (int k = 4096; k >= 1; --k) {
+        const int p = static_cast<int>(std::fmin(1.0, Rand() / 32767.0) * 2048.0);
+        ASSERT_EQ(SinStep(p + 512) * std::sqrt(2.0), s[2 * k]) << "line " << k;
+        ASSERT_EQ(SinStep(p) * std::sqrt(2.0), s[2 * k + 1]) << "line " << k;
+    }
 }
 
 TEST(APSAddRandomPhase, MaxLineLimitsAndSeeding)
@@ -67,7 +84,7 @@ TEST(RandomPhase, LoadAndDitherDrawOncePerLineFromLineOne)
     SRand(9);
     for (int k = 1; k < 5; ++k) {  // ascending; the load rounds its draw to float, the dither its move
         const float in = k == 2 ? 0.0f : p[k];
-        const double r = Rand() / 32767.0, d = std::fabs(double{0.1f * in});
+        const double r = Rand() / 32767.0, d = std::fabs(static_cast<double>(0.1f * in));
         EXPECT_EQ(static_cast<float>(r * (2 * M_PI) - M_PI), p[k]);
         EXPECT_EQ(in + static_cast<float>(r * (d + d) - d), q[k]);
     }

@@ -25,6 +25,10 @@ TEST(ArrayFindNearest, FirstOfEqualDistancesWinsAndNaNIsNeverADirectedCandidate)
     EXPECT_EQ(3, ArrayFindNearest(3.0, mixed, 4, qv::ArrayFindAtOrBelow));
     EXPECT_EQ(2, ArrayFindNearest(4.0, mixed, 4, qv::ArrayFindAtOrAbove));  // equal counts
     EXPECT_EQ(-1, ArrayFindNearest(3.0, mixed, 4, static_cast<qv::ArrayFindRule>(3)));
+    // The directed rules keep the first of equal candidates too.
+    const double twiceBelow[] = {2.0, 5.0, 2.0}, twiceAbove[] = {4.0, 1.0, 4.0};
+    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceBelow, 3, qv::ArrayFindAtOrBelow));
+    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceAbove, 3, qv::ArrayFindAtOrAbove));
     const float withNaN[] = {kNaN, 2.0f, kNaN};
     EXPECT_EQ(1, ArrayFindNearest(3.0f, withNaN, 3, qv::ArrayFindAtOrBelow));
     EXPECT_EQ(0, ArrayFindNearest(3.0f, withNaN, 3, qv::ArrayFindClosest));
@@ -84,7 +88,7 @@ TEST(ArrayMean, SquaresInFloatSumsInDoubleAndEmptyLeavesOutputs)
     const std::vector<float> a = RandomFloats(257, 9u);
     double sum = 0.0, sumSquares = 0.0, mean = 0.0, meanSquare = 0.0;
     for (float x : a)
-        sum += double{x}, sumSquares += double{x * x};
+        sum += static_cast<double>(x), sumSquares += static_cast<double>(x * x);
     ArrayMean(a.data(), 257, mean, meanSquare);
     EXPECT_TRUE(SameBits(sum / 257.0, mean) && SameBits(sumSquares / 257.0, meanSquare));
     EXPECT_TRUE(SameBits(static_cast<float>(sum / 257.0), ArrayMean(a.data(), 257)));

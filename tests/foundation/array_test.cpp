@@ -1,5 +1,7 @@
 #include "numora/foundation/array.h"
 
+#include <climits>
+
 #include <cmath>
 #include <string>
 #include <vector>
@@ -58,7 +60,7 @@ TEST(ArrayArithmetic, AveragesScalesAndNormalizesInTheirPrecision)
     ArrayScaleDB(scaled.data(), v.data(), 37, -6.0f);
     ArrayScaleDB(inPlace.data(), inPlace.data(), 37, -6.0f);
     // The exponent is divided in float and raised in double.
-    const float s = static_cast<float>(std::pow(10.0, double{-6.0f / 20.0f}));
+    const float s = static_cast<float>(std::pow(10.0, static_cast<double>(-6.0f / 20.0f)));
     for (int i = 0; i < 37; ++i)
         ASSERT_TRUE(SameBits(s * v[i], inPlace[i]) && SameBits(scaled[i], inPlace[i])) << i;
 
@@ -101,6 +103,11 @@ TEST(ArrayIndexIncLoop, WrapsAroundTheRingAndNeedsOne)
     ArrayIndexIncLoop(k, 4, 10);  // several turns at once
     ArrayIndexIncLoop(k, 0, 1);
     EXPECT_TRUE(i == 0 && k == 3);
+    // Steps and indexes at the end of the int range stay inside the ring.
+    int big = 7, top = INT_MAX;
+    ArrayIndexIncLoop(big, 8, INT_MAX);
+    ArrayIndexIncLoop(top, 5);
+    EXPECT_TRUE(big == 6 && top == 0);
 }
 
 }  // namespace

@@ -26,6 +26,10 @@ TEST(Round, HalvesAwayInTheOverloadsPrecisionToDigitsAndPowersOfTwo)
     EXPECT_EQ(-1200.0, RoundUp(-1234.0, 2));
     // 0.3 / 0.1 is a hair below 3: the 0.0001 keeps RoundDown from giving 0.2.
     EXPECT_EQ(3.0 * 0.1, RoundDown(0.3, 1));
+    // ... and is small enough that 12.9995 hundredths still round down to 12.
+    EXPECT_EQ(12.0 * 0.01, RoundDown(0.129995, 2));
+    // A digit count of INT_MIN overflows nothing: the place is infinite.
+    EXPECT_TRUE(std::isnan(RoundUp(1.5, INT_MIN)) && std::isnan(RoundDown(1.5, INT_MIN)));
     EXPECT_TRUE(RoundUpPOW2(3) == 4 && RoundUpPOW2(1024) == 1024 && RoundUpPOW2(1025) == 2048);
     EXPECT_TRUE(RoundUpPOW2(-5) == 0 && RoundUpPOW2(1024.999) == 1024);  // floors first
     EXPECT_EQ(INT_MIN, RoundUpPOW2((1 << 30) + 1));
@@ -35,7 +39,7 @@ TEST(Conversions, UseTheirOwnConstantsAndCutPartialSamplesButNotBlocks)
 {
     EXPECT_EQ(0.707106781, Peak2RMS(1.0));              // not sqrt(0.5)
     EXPECT_TRUE(SameBits(5.0f * 0.001f, MV2V(5.0f)));  // float(5 * 0.001) differs
-    EXPECT_EQ(INT_MIN, S2MSn(NAN));         // a cut without an int
+    EXPECT_EQ(INT_MIN, S2MSn(static_cast<double>(NAN)));         // a cut without an int
     EXPECT_EQ(0xFFFFFFFFu, S2MSu(-0.001));  // negative wraps
     EXPECT_EQ(10ull, Duration2Samples(1.0, 10.5));
     EXPECT_EQ(0ull, Duration2Samples(-1.0, 10.0));
@@ -61,7 +65,7 @@ TEST(Freq2Index, RoundsByMethodInTheTwinsPrecisionAndClamps)
     EXPECT_EQ(0, Freq2Index(-25.0f, 10.0f, 0, qv::RoundMethodNearest));  // bottom first
     // 0.5f / 0.1f is 5 in float but 4.99999992... in double.
     EXPECT_EQ(5, Freq2Index(0.5f, 0.1f, qv::RoundMethodFloor));
-    EXPECT_EQ(4, Freq2Index(double{0.5f}, double{0.1f}, qv::RoundMethodFloor));
+    EXPECT_EQ(4, Freq2Index(static_cast<double>(0.5f), static_cast<double>(0.1f), qv::RoundMethodFloor));
     int i1 = -7, i2 = -7;
     FreqRange2Index(15.0f, 25.0f, 10.0f, i1, i2);
     EXPECT_TRUE(i1 == 1 && i2 == 3);
@@ -110,9 +114,9 @@ TEST(Decibels, FloorOnlyWhereRuledAndFloatTwinsRoundWhereTheyShould)
     const std::vector<float> xs = RandomFloats(500, 11u);
     for (size_t i = 0; i + 1 < xs.size(); ++i) {
         const float x = std::fabs(xs[i]) * 100.0f + 1e-3f, db = xs[i + 1] * 60.0f;
-        EXPECT_TRUE(SameBits(static_cast<float>(20.0 * std::log10(double{x})), DB20log(x)));
+        EXPECT_TRUE(SameBits(static_cast<float>(20.0 * std::log10(static_cast<double>(x))), DB20log(x)));
         // The quotient in float, the power in double, the product in float.
-        const float sf = static_cast<float>(std::pow(10.0, double{db / 3.0f}));
+        const float sf = static_cast<float>(std::pow(10.0, static_cast<double>(db / 3.0f)));
         EXPECT_TRUE(SameBits(sf, DBtoSF(db, 3.0f)));
         EXPECT_TRUE(SameBits(sf * x, ScaleByDB(x, db, 3.0f)));
     }

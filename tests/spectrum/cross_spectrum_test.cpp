@@ -26,7 +26,9 @@ TEST(FFTtoCPS, ModesFollowTheirReferenceFrameByFrame)
         for (int k = 1; k <= 5; ++k) {
             Floats a = numora_test::RandomFloats(2 * n, 10u + k), b = numora_test::RandomFloats(2 * n, 20u + k);
             const double w = 1.0 / (mode == 2 ? 3 : k);  // widened parts times w, old parts times 1 - w
-            auto blend = [w](double x, double old) { return static_cast<float>(x * w + old * (1.0 - w)); };
+            auto blend = [w](float x, float old) {
+                return static_cast<float>(static_cast<double>(x) * w + static_cast<double>(old) * (1.0 - w));
+            };
             for (int i = 0; i < n && (mode <= 2 || mode == 7) && mode >= 0; ++i) {
                 const complex p = L(a)[i], q = L(b)[i];
                 const float rr = p.re * q.re, ii = p.im * q.im, ir = p.im * q.re, ri = p.re * q.im;
@@ -43,6 +45,10 @@ TEST(FFTtoCPS, ModesFollowTheirReferenceFrameByFrame)
     for (complex a : {complex{0, 6}, complex{6, 0}, complex{NAN, 0}})
         FFTtoCPS(&a, &one, &held, 1, QV_AVG_PEAK_HOLD, 2, 0);
     EXPECT_TRUE(held.re == 0.0f && held.im == 6.0f);
+    // The frame count passes through float: 2^24 + 1 frames weigh as 2^24.
+    complex x = {1, 0}, avg = {0, 0};
+    FFTtoCPS(&x, &one, &avg, 1, QV_AVG_LINEAR, 16777217, 0);
+    EXPECT_EQ(0x1p-24f, avg.re);
 }
 
 TEST(TIMtoCPS, ScaledDelayedChannelGivesItsGainAndDelayAfterTheDriveCorrectionOfChannelB)
@@ -59,9 +65,11 @@ TEST(TIMtoCPS, ScaledDelayedChannelGivesItsGainAndDelayAfterTheDriveCorrectionOf
                            false, true);
     // The frames now hold spectra: cps = 2.5 / sqrt 8 |B|^2 at the phase of the delay.
     for (int i = 0; i < lines; ++i) {
-        const double pb = std::norm(std::complex<double>(L(frameB)[i].re, L(frameB)[i].im));
+        const std::complex<double> b(static_cast<double>(L(frameB)[i].re), static_cast<double>(L(frameB)[i].im));
+        const double pb = std::norm(b);
         const std::complex<double> expected = std::polar(2.5 / std::sqrt(8.0) * pb, step * i * M_PI / 180);
-        EXPECT_LT(std::abs(std::complex<double>(cps[i].re, cps[i].im) - expected), 3e-5 * pb + 1e-6) << i;
+        const std::complex<double> actual(static_cast<double>(cps[i].re), static_cast<double>(cps[i].im));
+        EXPECT_LT(std::abs(actual - expected), 3e-5 * pb + 1e-6) << i;
     }
     EXPECT_NEAR(step * 5, FFTtoCPSPhase(L(frameA), L(frameB), 54.0f, 10.0f, lines), 2e-3);
     EXPECT_EQ(0.0f, FFTtoCPSPhase(L(frameA), L(frameB), 315.0f, 10.0f, lines));  // rounds to line 32
@@ -82,17 +90,21 @@ TEST(FFTtoFRF_GatedUpdate, AcceptsRejectsAndResetsByUpdatedCoherence)
 {
     // Line 1 of a, b, cps and both powers; the gate factor; the result and line 1 after the update as
     // {frf, cps, apsB, apsA}. alpha is 0.5: G = (X + cps) / 2, P = (|x|^2 + P) / 2.
-    const struct Case { complex a, b, cps; float p, factor; int lines, result; float line[6]; } cases[] = {
-        {{2, 0}, {2, 0}, {2, 0}, 2, 0.0f, 2, 1, {1, 0, 3, 0, 3, 3}},  // G = (3, 0), Pa = Pb = 3: coherence 1
-        // X = (0, -1), G = (0, -0.5), Pa = Pb = 1.5: coherence 1/9, not the 1 of X alone, is below 0.12.
-        {{1, 0}, {0, 1}, {0, 0}, 2, 0.12f, 2, 0, {9, 9, 0, 0, 2, 2}},
-        {{1, 0}, {1, 0}, {10, 0}, 1, 0.01f, 2, 0, {9, 9, 10, 0, 1, 1}},  // coherence 30.25 counts as 0
-        {{1, 0}, {1, 0}, {10, 0}, 1, 0.0f, 0, 0, {9, 9, 10, 0, 1, 1}}};  // no lines: only a and b cleared
+    const struct Case { complex a, b, cps; float pb, pa, factor; int lines, result; float line[6]; } cases[] = {
+        {{2, 0}, {2, 0}, {2, 0}, 2, 2, 0.0f, 2, 1, {1, 0, 3, 0, 3, 3}},  // G = (3, 0), Pa = Pb = 3: coherence 1
+        // X = (0, -1), G = (0, -0.5), Pa = Pb = 1.5: coherence 1/9, not the 1 of X alone, is below 0.12...
+        {{1, 0}, {0, 1}, {0, 0}, 2, 2, 0.12f, 2, 0, {9, 9, 0, 0, 2, 2}},
+        // ... and a coherence exactly at the threshold passes.
+        {{1, 0}, {0, 1}, {0, 0}, 2, 2, 0.25f / 2.25f, 2, 1, {0, -0.5f / 1.5f, 0, -0.5f, 1.5f, 1.5f}},
+        // Each power blends its own spectrum: Pb = (1 + 1) / 2, Pa = (4 + 4) / 2.
+        {{2, 0}, {1, 0}, {2, 0}, 1, 4, 0.5f, 2, 1, {2, 0, 2, 0, 1, 4}},
+        {{1, 0}, {1, 0}, {10, 0}, 1, 1, 0.01f, 2, 0, {9, 9, 10, 0, 1, 1}},  // coherence 30.25 counts as 0
+        {{1, 0}, {1, 0}, {10, 0}, 1, 1, 0.0f, 0, 0, {9, 9, 10, 0, 1, 1}}};  // no lines: only a and b cleared
     // Line 0 of a and b is cleared, which leaves no power: that line is reset, not counted.
     const float reset[] = {1, 0, 1, 0, 1, 0, 0, 0}, untouched[] = {9, 9, 0, 0, 0, 0, 0, 0};
     for (const auto& c : cases) {
         complex a[] = {{4, 4}, c.a}, b[] = {{3, 1}, c.b}, cps[] = {{0, 0}, c.cps}, frf[] = {{9, 9}, {9, 9}};
-        float apsB[] = {0, c.p}, apsA[] = {0, c.p}, ref[] = {1, 1};
+        float apsB[] = {0, c.pb}, apsA[] = {0, c.pa}, ref[] = {1, 1};
         int accepted[] = {-7, -7};
         EXPECT_EQ(c.result, FFTtoFRF_GatedUpdate(a, b, cps, apsB, apsA, ref, frf, c.lines, c.factor, 0.5f, accepted));
         const float line1[] = {frf[1].re, frf[1].im, cps[1].re, cps[1].im, apsB[1], apsA[1]};
@@ -100,6 +112,21 @@ TEST(FFTtoFRF_GatedUpdate, AcceptsRejectsAndResetsByUpdatedCoherence)
         EXPECT_TRUE(BitEqual(c.line, line1, 6) && BitEqual(c.lines ? reset : untouched, line0, 8)) << c.factor;
         EXPECT_TRUE(accepted[0] == -7 && accepted[1] == (c.result ? 1 : -7));
     }
+}
+
+TEST(TIMtoCPS, FramesTooShortToTransformLeaveEverythingAlone)
+{
+    Floats a = {1, 2, 3, 4, 5, 6, 7, 8}, b = a, before = a;
+    Lines cps(4);
+    numora_test::FillSentinel(F(cps), 8);
+    for (int frameSize : {0, 1, -5}) {
+        TIMtoCPS(a.data(), b.data(), cps.data(), 1.0f, QV_AVG_LINEAR, QV_WIN_NONE, QV_WINDOWSCALE_POWER, 0.0f, 0,
+                 QV_WEIGHT_NONE, frameSize, 4, 1, 0, 1.0f, nullptr);
+        TIMtoCPS_WithDriveCorr(a.data(), b.data(), cps.data(), 1.0f, QV_AVG_LINEAR, QV_WIN_NONE,
+                               QV_WINDOWSCALE_POWER, 0.0f, 0, QV_WEIGHT_NONE, frameSize, 4, 1, 0, 1.0f, nullptr,
+                               before.data(), true, true);
+    }
+    EXPECT_TRUE(numora_test::HoldsSentinel(F(cps), 8) && a == before && b == before);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "numora/spectrum/rms.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <numeric>
 #include <vector>
@@ -77,6 +78,24 @@ TEST(RmsBand, FrequencyEdgesRoundToNearestLineClampSaturateAndTakeNaNAsZero)
     const std::vector<double> aps(kPow2, kPow2 + 9);
     EXPECT_EQ(RMS_APS_BLIM(aps.data(), 1, 7), RMS_APS_BLIMF(aps.data(), 0.0, 1e9, 7, 10.0));
     EXPECT_EQ(RMS_APS_BLIM(kPow2, 3, 5), RMS_APS_BLIMF(kPow2, 25.0, 54.0, 7, 10.0));
+}
+
+TEST(RmsBand, LineArgumentsAtTheEndsOfTheIntRangeReadNothing)
+{
+    // The entry before the spectrum is huge, so reading it would show.
+    const float guarded[] = {1e30f, 1.0f, 2.0f, 4.0f};
+    const double guardedD[] = {1e300, 1.0, 2.0, 4.0};
+    for (int lastLine : {-1, -1000, INT_MIN}) {
+        EXPECT_EQ(0.0, RMS_APS_BLIMF(guarded + 1, 0.0, 1e9, lastLine, 1.0));
+        EXPECT_EQ(0.0, RMS_APS_BLIMF(guardedD + 1, 0.0, 1e9, lastLine, 1.0));
+    }
+    // Counts of INT_MIN sum nothing; bounds beyond the spectrum on the open
+    // side of a band leave that part empty.
+    EXPECT_EQ(0.0f, RMS_FFT(kPow2Lines, INT_MIN, 0.5f));
+    EXPECT_EQ(0.0f, RMS_FFT_BLIMF(kPow2Lines, 0.0f, 1e30f, INT_MIN, 1.0f, 0.5f));
+    EXPECT_EQ(0.0f, RMS_FFT_BLIM_Out(kPow2Lines, INT_MIN, INT_MAX, INT_MIN, 0.5f));
+    EXPECT_EQ(0.0f, RMS_PSD_BLIM_Out(kPow2, INT_MIN, INT_MAX, 8, 1.0f));
+    EXPECT_EQ(Root(2.0), RMS_PSD_BLIM_Out(kPow2, 2, INT_MAX, INT_MIN, 1.0f));
 }
 
 TEST(RmsPsdComb, TakesReferenceShiftedByLevelWhereUnmeasured)

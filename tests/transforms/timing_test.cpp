@@ -39,6 +39,8 @@ TEST(FrameTiming, FieldsAndDurationsRoundWhereDocumented)
     // The cut goes through 64 bits: -9.5 wraps to 2^32 - 9, infinity gives 0.
     EXPECT_EQ((U{4000, 0xFFFFFFF7u, 0}),
               (U{GetBandwidth(10240.0f, 2.56f), GetBandwidth(-10.0f, 1.0f), GetBandwidth(10240.0f, 0.0f)}));
+    // The quotient and the half are added in float: in double this would cut to 262146.
+    EXPECT_EQ(262147u, GetBandwidth(671095.0f, 2.56f));
 }
 
 TEST(BandwidthToSampleRate, ExactMatchElseNearestBandwidthAbove)

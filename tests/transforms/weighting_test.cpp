@@ -40,10 +40,39 @@ TEST(Weighting, AllFormsMatchCurveFormulasBitForBit)
         Weight_FFT(W(weight), reinterpret_cast<complex*>(fft.data()), n, 7.3f);
         Weight_FFT(W(weight), reinterpret_cast<complex_d*>(fftd.data()), n, 7.3);
         for (int j = 0; j < 2 * n; ++j) {  // line 0 is cleared by every weight
-            const double x = double{in[j / 2]}, y = double{in[j]}, g = RefGain(weight, j / 2 * double{7.3f});
+            const double x = static_cast<double>(in[j / 2]), y = static_cast<double>(in[j]);
+            const double g = RefGain(weight, j / 2 * static_cast<double>(7.3f));
             EXPECT_TRUE(SameBits(static_cast<float>(x * g), lin[j / 2]) && SameBits(static_cast<float>(y * g), fft[j]));
             EXPECT_TRUE(SameBits(static_cast<float>(x * (g * g)), pow[j / 2])) << weight << " " << j;
             EXPECT_TRUE(SameBits(y * RefGain(weight, j / 2 * 7.3), fftd[j]));
+        }
+    }
+}
+
+TEST(Weighting, CurvesMeetThePublishedThirdOctaveLevels)
+{
+    // Levels in dB relative to 1 kHz at the exact third-octave frequencies
+    // 1000 * 10^(n / 10), as sound level meter standards tabulate them to
+    // 0.1 dB: A and C from IEC 61672-1, B from IEC 60651. The C curve is
+    // normalised at its top near 501 Hz, so it reads -0.033 dB at 1 kHz.
+    const struct { int n; double a, b, c; } table[] = {
+        {-15, -39.4, -17.1, -3.0}, {-12, -26.2, -9.3, -0.8}, {-9, -16.1, -4.2, -0.2}, {-6, -8.6, -1.3, 0.0},
+        {-3, -3.2, -0.3, 0.0},     {0, 0.0, 0.0, 0.0},      {3, 1.2, -0.1, -0.2},   {6, 1.0, -0.7, -0.8},
+        {9, -1.1, -2.9, -3.0},     {12, -6.6, -8.4, -8.5}};
+    auto levelDb = [](int weight, float f) {
+        float in[2] = {1.0f, 1.0f}, out[2];
+        Weight_LinearSpec(W(weight), out, in, 2, f);  // line 1 stands at f
+        return 20.0 * std::log10(static_cast<double>(out[1]));
+    };
+    EXPECT_TRUE(std::fabs(levelDb(1, 1000.0f)) < 1e-3 && std::fabs(levelDb(2, 1000.0f)) < 1e-3);
+    EXPECT_NEAR(-0.033, levelDb(3, 1000.0f), 5e-4);
+    for (const auto& row : table) {
+        const float f = static_cast<float>(1000.0 * std::pow(10.0, row.n / 10.0));
+        const double expected[] = {row.a, row.b, row.c};
+        for (int weight = 1; weight <= 3; ++weight) {
+            EXPECT_NEAR(expected[weight - 1], levelDb(weight, f) - levelDb(weight, 1000.0f), 0.051)
+                << weight << " at " << f;
+            EXPECT_NEAR(0.0, levelDb(weight, f) + levelDb(weight + 3, f), 1e-5);  // the inverse curve
         }
     }
 }

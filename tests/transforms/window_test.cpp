@@ -1,5 +1,6 @@
 #include "numora/transforms/window.h"
 
+#include <climits>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -66,8 +67,10 @@ TEST(PlainWindows, HannCorrelAndDecayFillAsDescribed)
     EXPECT_TRUE(t[0] == 1.0f && t[1] == 1.41421354f && t[4] == 1.0f && t[5] == static_cast<float>(std::exp(-0.75)));
     Floats table(50);
     WindowExpDecay(table.data(), 7, 50, 5);
-    for (int k = -5; k < 45; ++k)  // five flat ones, then a quotient rounded to float before exp
-        EXPECT_EQ(static_cast<float>(std::exp(double{k < 0 ? 0.0f : k * -7.0f / 45.0f})), table[5 + k]) << k;
+    for (int k = -5; k < 45; ++k) {  // five flat ones, then a quotient rounded to float before exp
+        const float exponent = k < 0 ? 0.0f : k * -7.0f / 45.0f;
+        EXPECT_EQ(static_cast<float>(std::exp(static_cast<double>(exponent))), table[5 + k]) << k;
+    }
 }
 
 TEST(TableApply, MultipliesFromStartInFloatOrDouble)
@@ -75,7 +78,7 @@ TEST(TableApply, MultipliesFromStartInFloatOrDouble)
     Floats table = RandomFloats(16, 1), in = RandomFloats(16, 2), f = in, out(16), c(16);
     std::vector<double> d = RandomDoubles(16, 3), ind = d;
     WindowApply(d.data(), table.data(), 16, 5);  // the table value is widened, the product taken in double
-    EXPECT_TRUE(SameBits(ind[4], d[4]) && SameBits(ind[5] * double{table[5]}, d[5]) && d[15] != ind[15]);
+    EXPECT_TRUE(SameBits(ind[4], d[4]) && SameBits(ind[5] * static_cast<double>(table[5]), d[5]) && d[15] != ind[15]);
     WindowApply(f.data(), table.data(), 16, -2);  // a negative start counts as 0
     WindowApply(out.data(), in.data(), table.data(), 16, -2);
     WindowApply(c.data(), in.data(), nullptr, 16, 9);        // no table: a copy of all values
@@ -108,7 +111,68 @@ TEST(WindowSetup, BuildsOnceUntilTypeSizeOrScaleChangeAndGatesApply)
     EXPECT_TRUE(s.valid == 1 && WindowValid(0, &s) == 1 && WindowValid(0, nullptr) == 0);
     WindowSetupCoeff(QV_WIN_HANN, QV_WINDOWSCALE_POWER, 0.0f, -4, 0, &s);  // a failed allocation
     EXPECT_EQ(0, s.valid + (s.coeff != nullptr));
-    WindowSetupCoeff(QV_WIN_HANN, QV_WINDOWSCALE_POWER, 0.0f, 8, 0, nullptr);
+}
+
+TEST(WindowNormalisation, AmplitudeTablesAverageOnePowerTablesHaveUnitRmsAndFactorsRelateThem)
+{
+    // Worked from the tables alone: the published constants hold to their
+    // four or five digits, and each correction factor is the ratio of scales.
+    const int n = 65537;
+    for (const Scaled& w : kScaled) {
+        Floats amp(n), pow(n);
+        double rmsFactor = 0.0, ampFactor = 0.0, unused = 0.0;
+        w.fn(amp.data(), n, QV_WINDOWSCALE_AMPLITUDE, &rmsFactor, &unused);
+        w.fn(pow.data(), n, QV_WINDOWSCALE_POWER, &unused, &ampFactor);
+        double sum = 0.0, sumSquares = 0.0;
+        for (int i = 0; i < n; ++i) {
+            sum += static_cast<double>(amp[i]);
+            sumSquares += static_cast<double>(pow[i]) * static_cast<double>(pow[i]);
+        }
+        EXPECT_NEAR(1.0, sum / n, 2e-4) << w.ampScale;
+        EXPECT_NEAR(1.0, std::sqrt(sumSquares / n), 2e-4) << w.powScale;
+        // Under amplitude scale a broadband level reads high by amp/pow scale.
+        EXPECT_NEAR(rmsFactor, static_cast<double>(pow[n / 2]) / static_cast<double>(amp[n / 2]), 1e-4);
+        EXPECT_NEAR(ampFactor, static_cast<double>(amp[n / 2]) / static_cast<double>(pow[n / 2]), 2e-4);
+    }
+}
+
+TEST(WindowExpDecay, ExponentialInDoubleAndDecaysOutsideTheIntRangeStillFall)
+{
+    // Decay 1 over 1024 samples: at k = 103, 501 and 947 the C library's float
+    // exponential rounds elsewhere.
+    Floats t(1024);
+    WindowExpDecay(t.data(), 1, 1024, 0);
+    for (int k = 0; k < 1024; ++k)
+        ASSERT_EQ(static_cast<float>(std::exp(static_cast<double>(static_cast<float>(-k) / 1024.0f))), t[k]) << k;
+    // The set-up rounds a decay of 2.6 to 3.
+    QV_WIND_SETUP s{};
+    Floats three(8);
+    WindowExpDecay(three.data(), 3, 8, 0);
+    WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, 2.6f, 8, 0, &s);
+    EXPECT_TRUE(BitEqual(three.data(), s.coeff, 8));
+    // Decays without an int saturate (NaN gives ones); products beyond 32 bits keep falling.
+    const struct { float decay; float last; } big[] = {{3e9f, 0.0f}, {1e30f, 0.0f}, {INFINITY, 0.0f},
+                                                     {NAN, 1.0f}, {-INFINITY, INFINITY}};
+    for (const auto& b : big) {
+        WindowReset(&s);
+        WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, b.decay, 8, 0, &s);
+        EXPECT_TRUE(s.coeff[0] == 1.0f && s.coeff[2] == b.last && s.coeff[7] == b.last) << b.decay;
+    }
+    WindowReset(&s);
+    Floats fall(4096);
+    WindowExpDecay(fall.data(), 1000000, 4096, 0);
+    EXPECT_TRUE(fall[0] == 1.0f && fall[1] == static_cast<float>(std::exp(static_cast<double>(-1e6f / 4096.0f))) &&
+                fall[4095] == 0.0f);
+    WindowExpDecay(fall.data(), INT_MAX, 64, 0);
+    EXPECT_TRUE(fall[1] == 0.0f && fall[63] == 0.0f);
+    WindowExpDecay(fall.data(), INT_MIN, 64, 0);
+    EXPECT_TRUE(fall[2] == INFINITY && fall[63] == INFINITY);
+    // Counts of INT_MIN: the factors are written, the table is not touched.
+    double rms = 0.0, ampf = 0.0;
+    FillSentinel(fall.data(), 4);
+    WindowHan(fall.data(), INT_MIN, QV_WINDOWSCALE_POWER, &rms, &ampf);
+    WindowHan(fall.data(), INT_MIN);
+    EXPECT_TRUE(HoldsSentinel(fall.data(), 4) && ampf == 1.224747);
 }
 
 TEST(CWindow, CopiesDeeplyAndMovesOwnership)
