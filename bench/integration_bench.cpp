@@ -1,7 +1,8 @@
 // Integration: ScanUnitLimits in samples per second at 51.2 kHz with the drift
 // filter on (window 5119 samples, so a block must exceed 5118 samples for the
-// filter to act), and the library's drift filter, RemoveMovingMean, against
-// the plain loop written here, on the same block in the same run. The plain
+// filter to act), and the library's drift filter, RemoveMovingMean (as called,
+// on its widest path, and on its 128-bit baseline path), against the plain
+// loop written here, on the same block in the same run. The plain
 // loop sums every window in its own double accumulator from its first sample,
 // as the library must, and both give the same bits (checked before timing).
 // A table at the end gives the fastest repetition of each (CPU time) and the
@@ -17,6 +18,7 @@
 #include <benchmark/benchmark.h>
 
 #include "numora/analysis/integration.h"
+#include "numora/analysis/integration_detail.h"
 
 namespace {
 
@@ -55,21 +57,29 @@ void PlainDrift(float* dst, const float* src, int n, int w)
         dst[i] = static_cast<float>(static_cast<double>(src[i]) - m);
 }
 
-void Drift(benchmark::State& state, bool library, int w)
+// kind 0: the plain loop; 1: the library as called (widest path); 2: the
+// library on its 128-bit baseline path.
+void Drift(benchmark::State& state, int kind, int w)
 {
+    using qv::math::detail::DriftPath;
     const std::vector<float> x = Signal(kBlock);
     std::vector<float> a(kBlock), b(kBlock);
+    auto run = [&](float* out) {
+        if (kind == 0)
+            PlainDrift(out, x.data(), kBlock, w);
+        else if (kind == 1)
+            qv::math::RemoveMovingMean(out, x.data(), kBlock, w);
+        else
+            qv::math::detail::RemoveMovingMeanOnPath(DriftPath::Sse2, out, x.data(), kBlock, w);
+    };
     PlainDrift(a.data(), x.data(), kBlock, w);
-    qv::math::RemoveMovingMean(b.data(), x.data(), kBlock, w);
+    run(b.data());
     if (std::memcmp(a.data(), b.data(), sizeof(float) * kBlock) != 0) {
         state.SkipWithError("library and plain loop differ");
         return;
     }
     for (auto _ : state) {
-        if (library)
-            qv::math::RemoveMovingMean(b.data(), x.data(), kBlock, w);
-        else
-            PlainDrift(b.data(), x.data(), kBlock, w);
+        run(b.data());
         benchmark::DoNotOptimize(b.data());
         benchmark::ClobberMemory();
     }
@@ -122,11 +132,14 @@ public:
         const double scan = best_["scan_unit_limits/51200"];
         if (scan > 0)
             std::printf("ScanUnitLimits at 51.2 kHz: %.3g samples/s\n", kBlock / (scan * 1e-9));
-        std::printf("%8s %14s %14s %8s\n", "window", "plain ns", "library ns", "ratio");
+        std::printf("%8s %12s %12s %12s %8s %8s\n", "window", "plain ns", "library ns", "128-bit ns",
+                    "ratio", "128 r.");
         for (int w : kWindows) {
             const double plain = best_["drift_plain/" + std::to_string(w)];
             const double lib = best_["drift_library/" + std::to_string(w)];
-            std::printf("%8d %14.0f %14.0f %8.2f\n", w, plain, lib, lib > 0 ? plain / lib : 0.0);
+            const double sse2 = best_["drift_sse2/" + std::to_string(w)];
+            std::printf("%8d %12.0f %12.0f %12.0f %8.2f %8.2f\n", w, plain, lib, sse2, lib > 0 ? plain / lib : 0.0,
+                        sse2 > 0 ? plain / sse2 : 0.0);
         }
     }
 
@@ -140,10 +153,10 @@ int main(int argc, char** argv)
 {
     benchmark::RegisterBenchmark("scan_unit_limits/51200", Scan)->Unit(benchmark::kMillisecond);
     for (int w : kWindows) {
-        benchmark::RegisterBenchmark(("drift_plain/" + std::to_string(w)).c_str(), Drift, false, w)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("drift_library/" + std::to_string(w)).c_str(), Drift, true, w)
-            ->Unit(benchmark::kMillisecond);
+        const char* names[] = {"drift_plain/", "drift_library/", "drift_sse2/"};
+        for (int kind = 0; kind < 3; ++kind)
+            benchmark::RegisterBenchmark((names[kind] + std::to_string(w)).c_str(), Drift, kind, w)
+                ->Unit(benchmark::kMillisecond);
     }
     benchmark::Initialize(&argc, argv);
     SummaryReporter reporter;

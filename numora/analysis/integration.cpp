@@ -1,5 +1,8 @@
 #include "numora/analysis/integration.h"
 
+#include "numora/analysis/integration_detail.h"
+
+#include <algorithm>
 #include <climits>
 #include <cmath>
 
@@ -7,6 +10,7 @@
 #include "numora/foundation/array_scan.h"
 #include "numora/foundation/cut_detail.h"
 #include "numora/foundation/scalar.h"
+#include "numora/foundation/simd_detail.h"
 #include "numora/spectrum/rms.h"
 
 namespace qv {
@@ -67,6 +71,62 @@ double WindowSum(const float* src, int i, int h)
     return sum;
 }
 
+// dst[i] = float(src[i] - m(i)) for i = from .. last, one window at a time.
+void DriftScalar(float* dst, const float* src, int h, double factor, int from, int last)
+{
+    for (int i = from; i <= last; ++i) {
+        const double m = WindowSum(src, i, h) * factor;
+        dst[i] = static_cast<float>(static_cast<double>(src[i]) - m);
+    }
+}
+
+// Samples widened to double per stretch of a window, so that the lanes add
+// without converting: a fixed 2 KB on the stack, however long the window.
+constexpr int kStretch = 256;
+
+// The same for K * W outputs at a time from i on while they end by last:
+// lane l of sum[k] holds the window of output i + k W + l, summed from its
+// first sample upward exactly as WindowSum sums it (widening is exact), then
+// scaled and subtracted lane by lane as DriftScalar does. D is a vector of W
+// doubles. Leaves i at the first output not done.
+template <typename D, int K>
+NUMORA_SIMD_INLINE void DriftLanes(float* dst, const float* src, int h, double factor, int& i, int last)
+{
+    constexpr int W = simd::LaneCount<D>;
+    double wide[kStretch + K * W];
+    for (; i + K * W - 1 <= last; i += K * W) {
+        D sum[K];
+        for (int k = 0; k < K; ++k)
+            sum[k] = simd::Splat<D>(0.0);
+        const float* p = src + (i - h);
+        for (int from = 0; from < 2 * h; from += kStretch) {
+            const int steps = std::min(kStretch, 2 * h - from);
+            for (int t = 0; t < steps + K * W - 1; ++t)
+                wide[t] = static_cast<double>(p[from + t]);
+            for (int j = 0; j < steps; ++j)
+                for (int k = 0; k < K; ++k)
+                    sum[k] += simd::Load<D>(wide + j + k * W);
+        }
+        for (int k = 0; k < K; ++k)
+            for (int l = 0; l < W; ++l) {
+                const int o = i + k * W + l;
+                dst[o] = static_cast<float>(static_cast<double>(src[o]) - sum[k][l] * factor);
+            }
+    }
+}
+
+void DriftSse2(float* dst, const float* src, int h, double factor, int& i, int last)
+{
+    DriftLanes<simd::D2, 8>(dst, src, h, factor, i, last);
+    DriftLanes<simd::D2, 1>(dst, src, h, factor, i, last);
+}
+
+NUMORA_SIMD_AVX2 void DriftAvx2(float* dst, const float* src, int h, double factor, int& i, int last)
+{
+    DriftLanes<simd::D4, 4>(dst, src, h, factor, i, last);
+    DriftLanes<simd::D4, 1>(dst, src, h, factor, i, last);
+}
+
 // Limits of one quantity over a run: the first block of a run sets them,
 // later blocks widen them; the peak is the larger magnitude of the two.
 void WidenLimits(const float* a, int n, bool first, float& min, float& max, float& peak)
@@ -117,7 +177,14 @@ void intg_continuous(float* const out, float* const in, int n, double& acc, doub
     Integrate(out, in, n, acc, x1, x2, x3, scale);
 }
 
-void RemoveMovingMean(float* dst, const float* src, int n, int w)
+namespace detail {
+
+bool DriftPathAvailable(DriftPath path)
+{
+    return path == DriftPath::Sse2 || simd::Avx2PathRuns();
+}
+
+void RemoveMovingMeanOnPath(DriftPath path, float* dst, const float* src, int n, int w)
 {
     if (n < 1)
         return;
@@ -129,17 +196,28 @@ void RemoveMovingMean(float* dst, const float* src, int n, int w)
     }
     const double factor = 1.0 / static_cast<double>(w);
     const int last = n - h - 1;
-    for (int i = h; i <= last; ++i) {
-        const double m = WindowSum(src, i, h) * factor;
-        dst[i] = static_cast<float>(static_cast<double>(src[i]) - m);
-    }
+    int i = h;
+    if (path == DriftPath::Avx2)
+        DriftAvx2(dst, src, h, factor, i, last);
+    else
+        DriftSse2(dst, src, h, factor, i, last);
+    DriftScalar(dst, src, h, factor, i, last);
+
     // The edges take the mean of the nearest full window.
     const double head = WindowSum(src, h, h) * factor;
-    for (int i = 0; i < h; ++i)
-        dst[i] = static_cast<float>(static_cast<double>(src[i]) - head);
+    for (int k = 0; k < h; ++k)
+        dst[k] = static_cast<float>(static_cast<double>(src[k]) - head);
     const double tail = WindowSum(src, last, h) * factor;
-    for (int i = last + 1; i < n; ++i)
-        dst[i] = static_cast<float>(static_cast<double>(src[i]) - tail);
+    for (int k = last + 1; k < n; ++k)
+        dst[k] = static_cast<float>(static_cast<double>(src[k]) - tail);
+}
+
+}  // namespace detail
+
+void RemoveMovingMean(float* dst, const float* src, int n, int w)
+{
+    const bool wide = detail::DriftPathAvailable(detail::DriftPath::Avx2);
+    detail::RemoveMovingMeanOnPath(wide ? detail::DriftPath::Avx2 : detail::DriftPath::Sse2, dst, src, n, w);
 }
 
 void ScanUnitLimits(SCAN_UNIT_LIMITS& limits)
