@@ -82,9 +82,12 @@ NUMORA_API void intg_continuous(float* const out, float* const in, int n, double
 // for i = h .. n-h-1, m(i) = (src[i-h] + ... + src[i+h-1]) * (1/w), so for an
 // odd w only w - 1 samples enter; dst[i] = float(src[i] - m(i)). The first h
 // samples use m(h), the last h use m(n-h-1). If n <= 2h, dst is a copy of src.
+// With an odd w a constant offset c keeps c/w of itself, which a following
+// integration turns into a ramp.
 // precision: each window is summed in double in ascending order from its first
-// sample; 1/w is one double division. The sums may run side by side in vector
-// lanes, each lane in that same order, so every path gives the same bits.
+// sample; 1/w is one double division. Several windows are summed side by side
+// in vector lanes (AVX2 where the processor has it), each lane in that same
+// order, so every path gives the same bits as the plain loop.
 // choice: w < 1 filters nothing (dst is a copy of src), where 1/w would be
 // infinite or the window would reach outside the block.
 // src and dst must be distinct.
