@@ -1,6 +1,18 @@
 // Fuzz target of integration: integrates decoded blocks in one piece and in
 // two, runs the drift filter against a plain model, and scans a short run of
 // blocks through ScanUnitLimits, checking the invariants.
+//
+// Input layout (big-endian, missing bytes read as 0): n (2 bytes, mod 2048,
+// plus 1), split point (2 bytes, mod n + 1), drift window (2 bytes, mod 1200,
+// less 8), sample rate - 100 (2 bytes), scale (signed 2 bytes / 64), unit set
+// (1 byte, mod 4), then samples as signed 16-bit values / 128.
+//
+// Invariants (abort on violation): intg_continuous over two pieces gives the
+// bits and state of one call, and intg from rest the same bits; in place
+// equals out of place; a unit set outside the table gives zeros; the drift
+// filter equals the plain per-sample model bit for bit; over a run of three
+// blocks frameCount counts them, the limits stay finite and only widen and the
+// peak is the larger magnitude; count 0 changes nothing.
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,16 @@
 // Fuzz target of order extraction: builds a vector for a decoded frequency and
 // half length, extracts from a decoded block and checks the invariants.
+//
+// Input layout (big-endian, missing bytes read as 0): sample rate - 1 (2
+// bytes), frequency as a fraction of the rate (2 bytes, /65535), L (1 byte),
+// samples past 2 L (1 byte, mod 16, plus 1), then samples as 16-bit values
+// / 256.
+//
+// Invariants (abort on violation): the vector is built and its half window
+// sums to 1; n = 0 changes no byte of the record; minimum <= mean <= maximum,
+// peak is the larger magnitude, stdDev is no NaN, magnitude = sqrt(power) <=
+// 2 peak; doubling every sample doubles re, im, extremes and peak and
+// quadruples power exactly; a rebuild gives the same vector; freeing nulls it.
 
 #include <cmath>
 #include <cstdint>
