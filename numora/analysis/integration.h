@@ -87,7 +87,8 @@ NUMORA_API void intg_continuous(float* const out, float* const in, int n, double
 // precision: each window is summed in double in ascending order from its first
 // sample; 1/w is one double division. Several windows are summed side by side
 // in vector lanes (AVX2 where the processor has it), each lane in that same
-// order, so every path gives the same bits as the plain loop.
+// order, so every path gives the same bits as the plain loop. A NaN result is
+// the default quiet NaN: which NaN a sum passes on is up to the compiler.
 // choice: w < 1 filters nothing (dst is a copy of src), where 1/w would be
 // infinite or the window would reach outside the block.
 // src and dst must be distinct.
