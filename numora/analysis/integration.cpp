@@ -198,7 +198,7 @@ void RemoveMovingMeanOnPath(DriftPath path, float* dst, const float* src, int n,
     if (n < 1)
         return;
     const int h = w / 2;
-    if (w < 1 || n <= 2 * h) {
+    if (h < 0 || n <= 2 * h) {
         for (int i = 0; i < n; ++i)
             dst[i] = src[i];
         return;
@@ -250,9 +250,9 @@ void ScanUnitLimits(SCAN_UNIT_LIMITS& limits)
     WidenLimits(limits.accel, n, first, limits.accelMin, limits.accelMax, limits.accelPeak);
 
     // A tenth of a second of samples, less one; a rate whose window has no int
-    // gets no window at all.
+    // gets the widest window, INT_MAX, which is what INT_MIN less one wraps to.
     const int cut = detail::CutToInt(Round(limits.sampleRate * 0.1));
-    const int w = cut > INT_MIN ? cut - 1 : 0;
+    const int w = cut > INT_MIN ? cut - 1 : INT_MAX;
     ArrayCopy(limits.scratch, limits.accel, n);
     RemoveMovingMean(limits.accel, limits.scratch, n, w);
 

@@ -41,7 +41,7 @@ Block RefIntegrate(const Block& x, double scale, double* end = nullptr)
 Block RefDrift(const Block& s, int w)
 {
     const int n = static_cast<int>(s.size()), h = w / 2;
-    if (w < 1 || n <= 2 * h)
+    if (h < 0 || n <= 2 * h)
         return s;
     Block out(n);
     for (int i = 0; i < n; ++i) {
@@ -162,8 +162,9 @@ TEST(RemoveMovingMean, OddWindowDividesByWAndEdgesTakeTheNearestFullWindow)
     EXPECT_TRUE(BitEqual(hand, out.data(), 5));
 
     // Every path against the plain loop, with lanes left over at the end of
-    // the body; below one sample no window: a copy, never a NaN. Spikes of
-    // +-2^40 make each window's rounding depend on the order of its sum.
+    // the body. w = 0 and -1 have an empty window and a factor of 1/0 or -1,
+    // so every mean is NaN or -0; below that h < 0 and dst is a copy. Spikes
+    // of +-2^40 make each window's rounding depend on the order of its sum.
     // A second block has infinities and NaNs of many payloads and both signs:
     // whichever NaN an addition passes on, a NaN mean gives the default NaN.
     Block x = RandomFloats(700, 13), z = RandomFloats(700, 14);
@@ -173,6 +174,7 @@ TEST(RemoveMovingMean, OddWindowDividesByWAndEdgesTakeTheNearestFullWindow)
         const uint32_t bits = (i % 2 ? 0xffc00000u : 0x7fc00000u) | (i * 977u);
         std::memcpy(&z[i], &bits, sizeof bits);
         z[i + 17] = i % 2 ? -INFINITY : INFINITY;
+        z[i + 3] = -0.0f;
     }
     for (auto path : {detail::DriftPath::Sse2, detail::DriftPath::Avx2})
         for (const Block* in : {&x, &z})
@@ -285,9 +287,12 @@ TEST(ScanUnitLimits, KnownSineLimitsOnlyWidenOverARunAndRestartAtFrameZero)
     EXPECT_NEAR(0.1 * D * w * w, run.rec.accelPeak, 1e-3 * D * w * w);
     EXPECT_LT(run.rec.accelRms, 0.2f * before.accelRms);
 
-    ScanRun slow(300, 10.0, qv::UnitSysSI, 1.0);  // a window of 0 samples: no NaN
+    ScanRun slow(300, 10.0, qv::UnitSysSI, 1.0);  // w = 0: every mean is 0 * (1/0)
     slow.Scan(quiet);
-    EXPECT_TRUE(BitEqual(quiet.data(), slow.accel.data(), 300));
+    EXPECT_TRUE(std::isnan(slow.accel[0]) && std::isnan(slow.accel[299]));
+    ScanRun odd(300, std::numeric_limits<double>::quiet_NaN(), qv::UnitSysSI, 1.0);  // a window with no int filters nothing
+    odd.Scan(quiet);
+    EXPECT_TRUE(BitEqual(quiet.data(), odd.accel.data(), 300));
 }
 
 }  // namespace
