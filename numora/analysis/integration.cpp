@@ -103,7 +103,7 @@ NUMORA_SIMD_INLINE void DriftLanes(float* dst, const float* src, int h, double f
 {
     constexpr int W = simd::LaneCount<D>;
     double wide[kStretch + K * W];
-    for (; i + K * W - 1 <= last; i += K * W) {
+    for (; last - i >= K * W - 1; i += K * W) {
         D sum[K];
         for (int k = 0; k < K; ++k)
             sum[k] = simd::Splat<D>(0.0);
