@@ -87,8 +87,9 @@ NUMORA_API void intg_continuous(float* const out, float* const in, int n, double
 // precision: each window is summed in double in ascending order from its first
 // sample; 1/w is one double division. Several windows are summed side by side
 // in vector lanes (AVX2 where the processor has it), each lane in that same
-// order, so every path gives the same bits as the plain loop. A NaN result is
-// the default quiet NaN: which NaN a sum passes on is up to the compiler.
+// order, so every path gives the same bits as the plain loop.
+// choice: a NaN result is the default quiet NaN, since which of a window's
+// NaNs a sum passes on depends on how the compiler orders the operands.
 // w = 0 and w = -1 have h = 0 and an empty window: the factor 1/w is +inf or
 // -1, so every mean is NaN (0 * inf) or -0, as the rule gives.
 // choice: w < -1, whose h is negative, filters nothing (dst is a copy of src):
