@@ -16,48 +16,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Same;
 
 namespace {
-
-class Bytes {
-public:
-    Bytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T Take()
-    {
-        unsigned char raw[sizeof(T)] = {};
-        const size_t n = std::min(sizeof(T), size_);
-        if (n > 0)
-            std::memcpy(raw, data_, n);
-        data_ += n;
-        size_ -= n;
-        T value;
-        std::memcpy(&value, raw, sizeof(T));
-        return value;
-    }
-    size_t Left() const { return size_; }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-};
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
-{
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
 
 template <typename T>
 T Pick(uint8_t b)
@@ -70,12 +41,6 @@ T Pick(uint8_t b)
     case 2: return -std::numeric_limits<T>::infinity();
     default: return -T(0);
     }
-}
-
-template <typename T>
-bool SameBits(T a, T b)
-{
-    return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
 // The first candidate closest to the target; a NaN distance never wins, so a
@@ -147,12 +112,12 @@ void FloatScans(Bytes& in, int rule, int type)
     ArrayMax(a.data(), n, top1, true);
     ArrayMax(a.data(), k, top2, true);
     ArrayMax(a.data() + k, n - k, top2, false);
-    CHECK(SameBits(min1, min2) && SameBits(max1, max2) && SameBits(top1, top2) && SameBits(top1, max1));
+    CHECK(Same(min1, min2) && Same(max1, max2) && Same(top1, top2) && Same(top1, max1));
 
     // The largest absolute value and the first place it occurs.
     int at = -7;
     const T largest = ArrayMaxAbs(a.data(), n, &at);
-    CHECK(at >= 0 && (n == 0 ? at == 0 && largest == T(0) : SameBits(largest, std::fabs(a[static_cast<size_t>(at)]))));
+    CHECK(at >= 0 && (n == 0 ? at == 0 && largest == T(0) : Same(largest, std::fabs(a[static_cast<size_t>(at)]))));
     for (int i = 0; i < at; ++i)
         CHECK(!(std::fabs(a[static_cast<size_t>(i)]) >= largest) || std::isnan(largest));
     for (int i = at + 1; i < n; ++i)
@@ -179,7 +144,7 @@ void FloatIndexForms(Bytes& in)
     const auto lowest = std::min_element(a.begin(), a.end());
     const auto highest = std::max_element(a.begin(), a.end());
     CHECK(minIndex == lowest - a.begin() && maxIndex == highest - a.begin() && topIndex == maxIndex);
-    CHECK(SameBits(min, *lowest) && SameBits(max, *highest) && SameBits(top, max));
+    CHECK(Same(min, *lowest) && Same(max, *highest) && Same(top, max));
 }
 
 void IntScans(Bytes& in, int type)

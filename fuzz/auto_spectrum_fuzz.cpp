@@ -16,66 +16,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Same;
 
 namespace {
-
-class Bytes {
-public:
-    Bytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T Take()
-    {
-        unsigned char raw[sizeof(T)] = {};
-        const size_t n = std::min(sizeof(T), size_);
-        if (n > 0)
-            std::memcpy(raw, data_, n);
-        data_ += n;
-        size_ -= n;
-        T value;
-        std::memcpy(&value, raw, sizeof(T));
-        return value;
-    }
-    // A value: raw float bits, or a 16-bit integer scaled by 2^-8.
-    float Value(bool raw)
-    {
-        if (raw)
-            return Take<float>();
-        return static_cast<float>(std::ldexp(static_cast<double>(Take<int16_t>()), -8));
-    }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-};
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
-{
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
-
-template <typename T>
-bool SameBits(T a, T b)
-{
-    return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
-
-template <typename T>
-bool Same(const std::vector<T>& a, const std::vector<T>& b)
-{
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-}
 
 // Line power in the precision of the line's element.
 float Power(const complex& c)
@@ -139,7 +92,7 @@ void Run(Bytes& in)
         powers[i] = static_cast<Real>(p[i]);
     std::vector<Real> leaf = apsBefore;
     if (static_cast<uint32_t>(mode) > 7u || (lines < 1 && !holdMode)) {
-        CHECK(Same(aps, apsBefore) && SameBits(held, heldBefore));
+        CHECK(Same(aps, apsBefore) && Same(held, heldBefore));
         return;
     }
     if (lines < 1)
@@ -164,9 +117,9 @@ void Run(Bytes& in)
         }
         const PowerT m = Measure(fft.data(), lines, which);
         if (which == 0)
-            CHECK(SameBits(m, largest));
+            CHECK(Same(m, largest));
         if (which == 1)
-            CHECK(SameBits(m, sum));
+            CHECK(Same(m, sum));
         bool finite = true;
         for (PowerT v : p)
             finite = finite && std::isfinite(v);
@@ -176,18 +129,18 @@ void Run(Bytes& in)
                 const size_t k = static_cast<size_t>(i);
                 band = std::max(band, Root(p[k] + p[k + 1] + p[k + 2]));
             }
-            CHECK(SameBits(m, band));
+            CHECK(Same(m, band));
         }
         // All lines and the measure, or nothing.
         const bool replaced = frameNumber <= 1 || m > static_cast<PowerT>(heldBefore);
         CHECK(Same(aps, replaced ? powers : apsBefore));
-        CHECK(SameBits(held, replaced ? static_cast<Real>(m) : heldBefore));
+        CHECK(Same(held, replaced ? static_cast<Real>(m) : heldBefore));
         Real leafHeld = which == 0   ? FFTtoAPS_Line(fft.data(), leaf.data(), lines, frameNumber, heldBefore)
                         : which == 1 ? FFTtoAPS_PWR(fft.data(), leaf.data(), lines, frameNumber, heldBefore)
                                      : FFTtoAPS_LineZ(fft.data(), leaf.data(), lines, frameNumber, heldBefore);
-        CHECK(SameBits(leafHeld, held));
+        CHECK(Same(leafHeld, held));
     } else {
-        CHECK(SameBits(held, heldBefore));
+        CHECK(Same(held, heldBefore));
         const int frames = mode == QV_AVG_EXPONENTIAL ? (frameNumber < 2 ? 1 : expFrames) : frameNumber;
         if (frames <= 1) {
             CHECK(Same(aps, powers));

@@ -17,81 +17,37 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Same;
+using fuzz::SameRecord;
 
 namespace {
 
-class Bytes {
-public:
-    Bytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T Take()
-    {
-        unsigned char raw[sizeof(T)] = {};
-        const size_t n = std::min(sizeof(T), size_);
-        if (n > 0)
-            std::memcpy(raw, data_, n);
-        data_ += n;
-        size_ -= n;
-        T value;
-        std::memcpy(&value, raw, sizeof(T));
-        return value;
-    }
-    // A value: raw float bits, or a 16-bit integer scaled by 2^-8.
-    float Value(bool raw)
-    {
-        if (raw)
-            return Take<float>();
-        return static_cast<float>(std::ldexp(static_cast<double>(Take<int16_t>()), -8));
-    }
-    std::vector<complex> Lines(size_t n, bool raw)
-    {
-        std::vector<complex> v(n);
-        for (complex& c : v) {
-            c.re = Value(raw);
-            c.im = Value(raw);
-        }
-        return v;
-    }
-    std::vector<float> Reals(size_t n, bool raw)
-    {
-        std::vector<float> v(n);
-        for (float& x : v)
-            x = Value(raw);
-        return v;
-    }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-};
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
+std::vector<complex> TakeLines(Bytes& in, size_t n, bool raw)
 {
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
-
-template <typename T>
-bool Same(const T& a, const T& b)
-{
-    return std::memcmp(&a, &b, sizeof(T)) == 0;
+    std::vector<complex> v(n);
+    for (complex& c : v) {
+        c.re = in.Value(raw);
+        c.im = in.Value(raw);
+    }
+    return v;
 }
 
-template <typename T>
-bool Same(const std::vector<T>& a, const std::vector<T>& b)
+std::vector<float> TakeReals(Bytes& in, size_t n, bool raw)
 {
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
+    std::vector<float> v(n);
+    for (float& x : v)
+        x = in.Value(raw);
+    return v;
 }
 
 complex Cross(const complex& a, const complex& b)
@@ -115,9 +71,9 @@ void Averaging(Bytes& in, int lines, size_t count, bool raw)
     const QV_ACQFRAME_AVGMODE mode = TakeMode(in);
     const int frameNumber = in.Take<int8_t>();
     const int expFrames = in.Take<int32_t>();
-    std::vector<complex> a = in.Lines(count, raw);
-    std::vector<complex> b = in.Lines(count, raw);
-    const std::vector<complex> old = in.Lines(count, raw);
+    std::vector<complex> a = TakeLines(in, count, raw);
+    std::vector<complex> b = TakeLines(in, count, raw);
+    const std::vector<complex> old = TakeLines(in, count, raw);
     const std::vector<complex> aBefore = a;
     const std::vector<complex> bBefore = b;
     std::vector<complex> cps = old;
@@ -177,9 +133,9 @@ void Averaging(Bytes& in, int lines, size_t count, bool raw)
 
 void Ratios(Bytes& in, int lines, size_t count, bool raw)
 {
-    std::vector<complex> cps = in.Lines(count, raw);
-    std::vector<float> apsA = in.Reals(count, raw);
-    std::vector<float> apsB = in.Reals(count, raw);
+    std::vector<complex> cps = TakeLines(in, count, raw);
+    std::vector<float> apsA = TakeReals(in, count, raw);
+    std::vector<float> apsB = TakeReals(in, count, raw);
     for (size_t i = 0; i < count; i += 3)
         apsB[i] = i % 2 == 0 ? 0.0f : -0.0f;
     const std::vector<complex> cpsBefore = cps;
@@ -209,8 +165,8 @@ void Ratios(Bytes& in, int lines, size_t count, bool raw)
     // The phase at one frequency is the phase of the nearest line, 0 beyond.
     const float freq = in.Value(true);
     const float df = in.Value(in.Take<uint8_t>() & 1);
-    std::vector<complex> a = in.Lines(count, raw);
-    std::vector<complex> b = in.Lines(count, raw);
+    std::vector<complex> a = TakeLines(in, count, raw);
+    std::vector<complex> b = TakeLines(in, count, raw);
     std::vector<float> phase(count, 7.0f);
     FFTtoCPSPhase(a.data(), b.data(), phase.data(), lines, false);
     const int index = Freq2Index(freq, df, qv::RoundMethodNearest);
@@ -222,17 +178,17 @@ void Gated(Bytes& in, int lines, size_t count, bool raw)
 {
     const float alpha = in.Take<uint8_t>() & 1 ? in.Value(true) : static_cast<float>(in.Take<uint8_t>()) / 255.0f;
     const float gateFactor = in.Value(raw);
-    const std::vector<complex> a = in.Lines(count, raw);
-    const std::vector<complex> b = in.Lines(count, raw);
-    const std::vector<complex> cps = in.Lines(count, raw);
-    std::vector<float> apsA = in.Reals(count, raw);
-    std::vector<float> apsB = in.Reals(count, raw);
+    const std::vector<complex> a = TakeLines(in, count, raw);
+    const std::vector<complex> b = TakeLines(in, count, raw);
+    const std::vector<complex> cps = TakeLines(in, count, raw);
+    std::vector<float> apsA = TakeReals(in, count, raw);
+    std::vector<float> apsB = TakeReals(in, count, raw);
     for (size_t i = 0; i < count; ++i) {
         apsA[i] = std::fabs(apsA[i]);
         apsB[i] = std::fabs(apsB[i]);
     }
-    const std::vector<float> gateRef = in.Reals(count, raw);
-    const std::vector<complex> frf = in.Lines(count, raw);
+    const std::vector<float> gateRef = TakeReals(in, count, raw);
+    const std::vector<complex> frf = TakeLines(in, count, raw);
     std::vector<int> flags(count);
     for (int& f : flags)
         f = in.Take<int8_t>() % 3;
@@ -291,14 +247,6 @@ void Gated(Bytes& in, int lines, size_t count, bool raw)
     }
 }
 
-bool SameRecord(const QV_WIND_SETUP& a, const QV_WIND_SETUP& b)
-{
-    if (a.valid != b.valid || a.size != b.size || a.type != b.type || a.scale != b.scale ||
-        !Same(a.rmsFactor, b.rmsFactor) || !Same(a.ampFactor, b.ampFactor) || (a.coeff == nullptr) != (b.coeff == nullptr))
-        return false;
-    return a.coeff == nullptr || std::memcmp(a.coeff, b.coeff, sizeof(float) * static_cast<size_t>(a.size)) == 0;
-}
-
 void Frames(Bytes& in, int lines, bool raw)
 {
     const int32_t claimed = in.Take<int32_t>();
@@ -317,10 +265,10 @@ void Frames(Bytes& in, int lines, bool raw)
     const bool withCorr = corrFlags & 4;
     const int n = claimed < 2 ? 4 : (corrFlags & 8 ? 2 << (claimed % 11) : 2 + claimed % 2047);
     const size_t count = static_cast<size_t>(std::max(1, std::min(lines, n / 2)));
-    std::vector<float> frameA = in.Reals(static_cast<size_t>(n), raw);
-    std::vector<float> frameB = in.Reals(static_cast<size_t>(n), raw);
-    const std::vector<complex> old = in.Lines(count, raw);
-    std::vector<complex> corr = in.Lines(static_cast<size_t>(n / 2), raw);
+    std::vector<float> frameA = TakeReals(in, static_cast<size_t>(n), raw);
+    std::vector<float> frameB = TakeReals(in, static_cast<size_t>(n), raw);
+    const std::vector<complex> old = TakeLines(in, count, raw);
+    std::vector<complex> corr = TakeLines(in, static_cast<size_t>(n / 2), raw);
     const std::vector<complex> corrBefore = corr;
 
     std::vector<float> ma = frameA, mb = frameB;

@@ -11,23 +11,15 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <utility>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 namespace {
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
-{
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
 
 int Sign(int v)
 {

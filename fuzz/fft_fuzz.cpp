@@ -13,57 +13,21 @@
 // nothing.
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Same;
 
 namespace {
-
-class Bytes {
-public:
-    Bytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T Take()
-    {
-        unsigned char raw[sizeof(T)] = {};
-        const size_t n = std::min(sizeof(T), size_);
-        if (n > 0)
-            std::memcpy(raw, data_, n);
-        data_ += n;
-        size_ -= n;
-        T value;
-        std::memcpy(&value, raw, sizeof(T));
-        return value;
-    }
-    size_t Left() const { return size_; }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-};
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
-{
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
-
-template <typename T>
-bool SameBits(const std::vector<T>& a, const std::vector<T>& b)
-{
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-}
 
 int ModelValidSize(int size)
 {
@@ -131,10 +95,10 @@ void CheckRefusal(int size)
     const std::vector<T> before = data;
     CHECK(Transform(data.data(), size, 1) == 11);
     CHECK(Transform(data.data(), size, -1) == 12);
-    CHECK(SameBits(data, before));
+    CHECK(Same(data, before));
     if (size < 2) {
         Inverse(before.data(), 0, data.data(), size, QV_FFT_SCALE_RMS);
-        CHECK(SameBits(data, before));
+        CHECK(Same(data, before));
     }
 }
 
@@ -149,7 +113,7 @@ void CheckValid(const std::vector<T>& x, int lines, bool raw)
     std::vector<T> z = y;
     CorrectLines(z.data(), lines % 2, QV_FFT_SCALE_PEAK);
     z[1] = y[1];
-    CHECK(SameBits(z, y));
+    CHECK(Same(z, y));
     if (raw)
         return;
 
@@ -198,7 +162,7 @@ void CheckValid(const std::vector<T>& x, int lines, bool raw)
     // inverse of the spectrum cut and padded with zeros. The spectrum stays.
     std::vector<T> time(static_cast<size_t>(n), T(7));
     Inverse(spectrum.data(), n / 2 - 1, time.data(), n, QV_FFT_SCALE_RMS);
-    CHECK(SameBits(time, z));
+    CHECK(Same(time, z));
     const int cut = lines % (n / 2);
     std::vector<T> padded(static_cast<size_t>(n), T(0));
     std::copy(spectrum.begin(), spectrum.begin() + 2 * cut + 2, padded.begin());
@@ -207,7 +171,7 @@ void CheckValid(const std::vector<T>& x, int lines, bool raw)
     CorrectTime(padded.data(), n, QV_FFT_SCALE_PEAK);
     std::vector<T> copy = spectrum;
     Inverse(spectrum.data(), cut, time.data(), n, QV_FFT_SCALE_PEAK);
-    CHECK(SameBits(time, padded) && SameBits(copy, spectrum));
+    CHECK(Same(time, padded) && Same(copy, spectrum));
 }
 
 template <typename T>

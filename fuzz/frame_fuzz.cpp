@@ -16,75 +16,35 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Same;
+using fuzz::SameRecord;
 
 namespace {
 
-class Bytes {
-public:
-    Bytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T Take()
-    {
-        unsigned char raw[sizeof(T)] = {};
-        const size_t n = std::min(sizeof(T), size_);
-        if (n > 0)
-            std::memcpy(raw, data_, n);
-        data_ += n;
-        size_ -= n;
-        T value;
-        std::memcpy(&value, raw, sizeof(T));
-        return value;
-    }
-    // n values: the remaining bytes as 16-bit samples scaled by 2^-8, repeated.
-    template <typename T>
-    std::vector<T> Samples(int n)
-    {
-        std::vector<T> x(static_cast<size_t>(n));
-        const size_t pairs = size_ / 2;
-        for (size_t i = 0; i < x.size(); ++i) {
-            int16_t v = static_cast<int16_t>(i * 2654435761u >> 16);
-            if (pairs > 0)
-                std::memcpy(&v, data_ + 2 * (i % pairs), 2);
-            x[i] = static_cast<T>(std::ldexp(static_cast<double>(v), -8));
-        }
-        return x;
-    }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-};
-
-// Aborts naming the line of the broken invariant.
-[[noreturn]] void Fail(int line)
-{
-    std::fprintf(stderr, "invariant broken at %s:%d\n", __FILE__, line);
-    std::abort();
-}
-#define CHECK(condition) ((condition) ? void(0) : Fail(__LINE__))
-
+// n samples: the remaining bytes as 16-bit values scaled by 2^-8, repeated;
+// the bytes stay unread, for the arguments that follow.
 template <typename T>
-bool Same(const std::vector<T>& a, const std::vector<T>& b)
+std::vector<T> Samples(Bytes in, int n)
 {
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
-}
-
-bool SameRecord(const QV_WIND_SETUP& a, const QV_WIND_SETUP& b)
-{
-    if (a.valid != b.valid || a.size != b.size || a.type != b.type || a.scale != b.scale ||
-        std::memcmp(&a.rmsFactor, &b.rmsFactor, sizeof(double)) != 0 ||
-        std::memcmp(&a.ampFactor, &b.ampFactor, sizeof(double)) != 0 || (a.coeff == nullptr) != (b.coeff == nullptr))
-        return false;
-    return a.coeff == nullptr || std::memcmp(a.coeff, b.coeff, sizeof(float) * static_cast<size_t>(a.size)) == 0;
+    std::vector<int16_t> pool;
+    while (in.Left() >= 2)
+        pool.push_back(in.Take<int16_t>());
+    std::vector<T> x(static_cast<size_t>(n));
+    for (size_t i = 0; i < x.size(); ++i) {
+        const int16_t v = pool.empty() ? static_cast<int16_t>(i * 2654435761u >> 16) : pool[i % pool.size()];
+        x[i] = static_cast<T>(std::ldexp(static_cast<double>(v), -8));
+    }
+    return x;
 }
 
 complex* Lines(float* x)
@@ -156,7 +116,7 @@ void PlainChains(Bytes& in, int n, bool powerOfTwo)
     const int32_t scaling = in.Take<int32_t>();
     static const double kFactors[] = {0.70710678118654752, 1.0, 0.25, 3.0};
     const T s = static_cast<T>(kFactors[pick % 4]);
-    const std::vector<T> x = in.Samples<T>(n);
+    const std::vector<T> x = Samples<T>(in, n);
     std::vector<T> model = x;
     Forward(model.data(), n, s);
 
@@ -224,7 +184,7 @@ void PaddedChain(Bytes& in, int count)
         return;
     }
     const int padded = flags & 4 ? 2 << (paddedRaw % 13) : 2 + paddedRaw % 8191;
-    const std::vector<float> x = in.Samples<float>(count);
+    const std::vector<float> x = Samples<float>(in, count);
     std::vector<float> model(static_cast<size_t>(std::max(count, padded)), 3.0f);
     std::copy(x.begin(), x.end(), model.begin());
     if (hann)
@@ -349,7 +309,7 @@ void FloatOnlyChains(Bytes& in, const ChainArgs& a, const std::vector<float>& x,
     TIMtoAPS(a.channel, frame.data(), aps.data(), a.df, a.mode, a.type, a.winScale, 0.0f, a.gate, a.weight, n,
              a.lines, a.frameNumber, a.expFrames, a.scale, splitWind.Get(a), &held, work.data(), doubleFrom);
     CHECK(Same(frame, model) && Same(aps, modelAps) && Same(work, modelWork));
-    CHECK(std::memcmp(&held, &modelHeld, sizeof(float)) == 0);
+    CHECK(Same(held, modelHeld));
 
     // With the drive correction between the pipeline and the averaging.
     std::vector<complex> corr(static_cast<size_t>(n / 2));
@@ -370,7 +330,7 @@ void FloatOnlyChains(Bytes& in, const ChainArgs& a, const std::vector<float>& x,
     TIMtoAPSWithDriveCorr(a.channel, frame.data(), aps.data(), a.df, a.mode, a.type, a.winScale, 0.0f, a.gate,
                           a.weight, n, a.lines, a.frameNumber, a.expFrames, a.scale, corrWind.Get(a), &held,
                           corr.data());
-    CHECK(Same(frame, model) && Same(aps, modelAps) && std::memcmp(&held, &modelHeld, sizeof held) == 0);
+    CHECK(Same(frame, model) && Same(aps, modelAps) && Same(held, modelHeld));
     CHECK(std::memcmp(corr.data(), corrBefore.data(), corr.size() * sizeof(complex)) == 0);
 }
 
@@ -380,7 +340,7 @@ void PipelineChains(Bytes& in, int n)
     const ChainArgs a = TakeChainArgs(in, n);
     const T df = static_cast<T>(a.df);
     const T scale = static_cast<T>(a.scale);
-    const std::vector<T> x = in.Samples<T>(n);
+    const std::vector<T> x = Samples<T>(in, n);
     const size_t apsLength = static_cast<size_t>(std::max(a.lines, 0));
     std::vector<T> apsBefore(apsLength);
     for (size_t i = 0; i < apsLength; ++i)
@@ -407,7 +367,7 @@ void PipelineChains(Bytes& in, int n)
     TIMtoAPS(a.channel, frame.data(), aps.data(), df, a.mode, a.type, a.winScale, T(0), a.gate, a.weight, n, a.lines,
              a.frameNumber, a.expFrames, scale, chainWind.Get(a), &held);
     CHECK(Same(frame, model) && Same(aps, modelAps) && SameRecord(chainWind.setup, modelWind.setup));
-    CHECK(std::memcmp(&held, &modelHeld, sizeof(T)) == 0);
+    CHECK(Same(held, modelHeld));
     if constexpr (sizeof(T) == sizeof(float))
         FloatOnlyChains(in, a, x, apsBefore, model, modelAps, modelHeld);
 }
