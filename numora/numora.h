@@ -27,6 +27,16 @@
 #include "numora/spectrum/correlation.h"
 
 #include "numora/drive/random_phase.h"
+#include "numora/drive/profiles.h"
+#include "numora/drive/onions.h"
+#include "numora/drive/clipping.h"
+#include "numora/drive/waveforms.h"
+
+#include "numora/compensation/taper.h"
+#include "numora/compensation/compensation.h"
+
+#include "numora/analysis/interpolator.h"
+#include "numora/analysis/time_filter.h"
 
 #include "numora/units/eu_tables.h"
 #include "numora/units/eu_ops.h"

@@ -1,6 +1,7 @@
 #include "support.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -10,10 +11,16 @@
 
 namespace {
 std::atomic<std::size_t> allocations{0};
+// Number of the allocation that is to fail; SIZE_MAX for none.
+std::atomic<std::size_t> failing{SIZE_MAX};
 
 void* CountedAlloc(std::size_t size) noexcept
 {
-    allocations.fetch_add(1, std::memory_order_relaxed);
+    const std::size_t number = allocations.fetch_add(1, std::memory_order_relaxed);
+    if (number == failing.load(std::memory_order_relaxed)) {
+        failing.store(SIZE_MAX, std::memory_order_relaxed);
+        return nullptr;
+    }
     return std::malloc(size != 0 ? size : 1);
 }
 
@@ -39,5 +46,10 @@ void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 namespace numora_test {
 
 std::size_t AllocationCount() { return allocations.load(std::memory_order_relaxed); }
+
+void FailAllocation(std::size_t skip)
+{
+    failing.store(allocations.load(std::memory_order_relaxed) + skip, std::memory_order_relaxed);
+}
 
 }  // namespace numora_test

@@ -38,4 +38,9 @@ std::vector<double> NaiveDftPacked(const double* x, int n);
 // Linking this helper replaces the global allocation functions with counting ones.
 std::size_t AllocationCount();
 
+// Makes one later allocation fail: the next `skip` allocations succeed, the
+// one after returns null (nothrow forms) or throws std::bad_alloc. Links the
+// counting allocation functions, as AllocationCount does.
+void FailAllocation(std::size_t skip);
+
 }  // namespace numora_test
