@@ -73,6 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (pos < size && data[pos] == 0)
             ++pos;
         const char* t = text.c_str();
+        // Appending a string to itself doubles it: keep the strings short.
+        if (models[i].size() + models[j].size() + text.size() > 4096) {
+            strings[i].Empty();
+            models[i].clear();
+        }
 
         switch (op % 11) {
         case 0: strings[i] = CString(t); models[i] = text; break;
