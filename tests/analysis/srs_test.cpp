@@ -154,8 +154,9 @@ TEST(SrsSeries, TellingValuesAndTheTenthOfAPercentRule)
     EXPECT_TRUE(BitEqual(f, viaAnsi, 24));
     for (int n : {1, 3, 7, 12, 24})
         EXPECT_EQ(1000.0f, SRSGetAcousticFreq(10 * n, n)) << n;
-    // The exponent -10 / 3 rounds to float first; exactly it would give 0x1.8cd9aap+6.
-    EXPECT_EQ(0x1.8cd9acp+6f, SRSGetAcousticFreq(20, 3));
+    // The exponent -11 / 3 rounds to float and the product with 1000 is taken in
+    // float; an exact exponent or a double product would give 0x1.3afaf2p+6.
+    EXPECT_EQ(0x1.3afafp+6f, SRSGetAcousticFreq(19, 3));
 
     // 1000 Hz lies within 0.1 % of 999.5 Hz and 1000.5 Hz: it starts and ends the series.
     EXPECT_EQ(1, SRSCalcAnsiFreq(3, 999.5f, 1000.5f, f, 100, &first));
@@ -170,6 +171,13 @@ TEST(SrsSeries, TellingValuesAndTheTenthOfAPercentRule)
     // fLow = 0 starts at 0.001 Hz (band -30), an fHigh above 100 kHz ends at band 50.
     EXPECT_EQ(81, SRSCalcAnsiFreq(3, 0.0f, 1e6f, f, 81, &first));
     EXPECT_EQ(-30, first);
+    // With 29 bands per octave band -288 lies 0.04 % above 0.001 Hz. The tolerance of
+    // a fLow of 0 is 0, so the band below starts the series; handed on as the clamped
+    // 0.001 Hz, fLow brings its own tolerance and band -288 starts it.
+    EXPECT_EQ(-1, SRSCalcAcousticFreq(29, 0.0f, 0.001f, f, 100, &first));
+    EXPECT_EQ(-289, first);
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(-29, 0.0f, 0.001f, f, 100, &first));
+    EXPECT_EQ(-288, first);
 }
 
 TEST(SrsSeries, CountsUpToTheLimitAndRefusesBeyondItWithoutWriting)
