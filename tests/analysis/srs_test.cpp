@@ -19,14 +19,15 @@ const QV_SRS_TYPE kRel = QV_SRS_RELATIVE_DISP;
 
 using SrsFilter = decltype(&TIMtoSRS);
 
-// The seven spectra, then freq, of one call; unwritten values hold the sentinel.
+// The seven spectra, then freq, of one call, with room for 1000 bands and a
+// guard value; unwritten values hold the sentinel.
 struct Srs {
     std::array<std::vector<float>, 8> out;
     int count = 0;
     float at(int spectrum, int band) const { return out[spectrum][band]; }
     bool untouched() const
     {
-        return std::all_of(out.begin(), out.end(), [](const std::vector<float>& a) { return HoldsSentinel(a.data(), 1000); });
+        return std::all_of(out.begin(), out.end(), [](const std::vector<float>& a) { return HoldsSentinel(a.data(), 1001); });
     }
 };
 
@@ -36,8 +37,8 @@ Srs RunSrs(Filter filter, const std::vector<float>& x, float fs, float zeta, QV_
 {
     Srs r;
     for (auto& a : r.out) {
-        a.resize(1000);
-        FillSentinel(a.data(), 1000);
+        a.resize(1001);
+        FillSentinel(a.data(), 1001);
     }
     auto& o = r.out;
     r.count = filter(x.data(), static_cast<int>(x.size()), fs, zeta, type, perOctave, defaultEndMs, o[0].data(),
@@ -259,6 +260,9 @@ TEST(SrsFilters, RefuseTheSameCallsWithoutWritingAllocateNothingAndKeepNegativeP
         EXPECT_TRUE(RunSrs(filter, x, 1000.0f, 0.05f, static_cast<QV_SRS_TYPE>(2), 3, 10.0f, 100.0f).untouched());
         EXPECT_TRUE(RunSrs(filter, {1.0f}, 1000.0f, 0.05f, kAbs, 3, 10.0f, 100.0f).untouched());
         EXPECT_TRUE(RunSrs(filter, x, 1000.0f, 0.05f, kAbs, 3, 50000.0f, 1e9f).untouched());  // count -44
+        // 100 bands per octave from 1 Hz: to band 999 (993.1 Hz) are 1000 bands, to band 1000 one too many.
+        EXPECT_EQ(1000, RunSrs(filter, x, 1000.0f, 0.05f, kAbs, 100, 1.0f, 993.0f).count);
+        EXPECT_TRUE(RunSrs(filter, x, 1000.0f, 0.05f, kAbs, 100, 1.0f, 1000.0f).untouched());
 
         std::vector<float> o(8000);
         const std::size_t before = AllocationCount();
