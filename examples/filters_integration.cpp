@@ -235,7 +235,7 @@ void ShowFilter(const Design& d, const std::vector<double>& frequencies)
     else
         std::printf("\n%s band-pass, order %d (%d poles), %.0f to %.0f Hz (gain in dB)\n", TypeName(d.type), d.order,
                     2 * d.order, d.f1, d.f2);
-    std::printf("%8s %10s | %-21s | %-21s\n", "", "", "CTimeFilter", "CSectionFilter");
+    std::printf("%8s %10s | %-21s | %s\n", "", "", "CTimeFilter", "CSectionFilter");
     std::printf("%8s %10s | %10s %10s | %10s %10s\n", "Hz", "analytic", "coeffs", "Apply", "coeffs", "Apply");
     double worst = 0.0;
     for (double hz : frequencies) {
@@ -270,8 +270,8 @@ void Filters()
 
 void Row(const char* name, double analytic, double reading, const char* note = "")
 {
-    std::printf("%-24s %12.6f %12.6f %12.1e  %s\n", name, analytic, reading,
-                analytic != 0.0 ? reading / analytic - 1.0 : reading - analytic, note);
+    std::printf("%-24s %12.6f %12.6f %12.1e%s%s\n", name, analytic, reading,
+                analytic != 0.0 ? reading / analytic - 1.0 : reading - analytic, *note ? "  " : "", note);
 }
 
 void Integration()
