@@ -56,13 +56,13 @@ TEST(ArrayArithmetic, AveragesScalesAndNormalizesInTheirPrecision)
     ArrayAvg(out, a, b, 2);
     EXPECT_TRUE(out[0] == 3e38f && out[1] == -1.25f);
 
-    std::vector<float> v = numora_test::RandomFloats(37, 5u), scaled(37), inPlace = v;
-    ArrayScaleDB(scaled.data(), v.data(), 37, -6.0f);
-    ArrayScaleDB(inPlace.data(), inPlace.data(), 37, -6.0f);
-    // The exponent is divided in float and raised in double.
-    const float s = static_cast<float>(std::pow(10.0, static_cast<double>(-6.0f / 20.0f)));
-    for (int i = 0; i < 37; ++i)
-        ASSERT_TRUE(SameBits(s * v[i], inPlace[i]) && SameBits(scaled[i], inPlace[i])) << i;
+    // The exponent is divided in float and raised in double: a quotient in
+    // double or a float power would give 0x1.78529p+56 or 0x1.78527cp+56.
+    float v[2] = {1.0f, -2.0f}, scaled[2];
+    ArrayScaleDB(scaled, v, 2, 340.5f);
+    ArrayScaleDB(v, v, 2, 340.5f);
+    EXPECT_TRUE(scaled[0] == 0x1.78527ap+56f && scaled[1] == -0x1.78527ap+57f);
+    EXPECT_TRUE(v[0] == scaled[0] && v[1] == scaled[1]);  // in place
 
     // Normalising scales the peak to target in its own sign; a zero peak changes nothing.
     float zero[2] = {0.0f, -0.0f}, n[3] = {1.0f, -4.0f, 3.0f};
