@@ -84,6 +84,13 @@ int64_t ArraySink::Frames() const { return static_cast<int64_t>(samples_.size())
 
 bool ArraySink::Finished() const { return finished_; }
 
+void Interleave(const float* const* planar, int channels, int frames, float* out) {
+    for (int c = 0; c < channels; ++c) {
+        const float* in = planar[c];
+        for (int f = 0; f < frames; ++f) out[static_cast<size_t>(f) * static_cast<size_t>(channels) + static_cast<size_t>(c)] = in[f];
+    }
+}
+
 void CheckChannel(const RecordInfo& info, int channel) {
     if (channel < 0 || channel >= info.channels)
         throw Error(info.name + ": there is no channel index " + std::to_string(channel) + ": the record has " +

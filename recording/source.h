@@ -94,6 +94,9 @@ private:
     bool finished_ = false;
 };
 
+// Writes `frames` samples of `channels` arrays into one interleaved array.
+void Interleave(const float* const* planar, int channels, int frames, float* out);
+
 // Throws Error unless `channel` is one of the record's channels.
 void CheckChannel(const RecordInfo& info, int channel);
 
