@@ -118,6 +118,7 @@ struct PsdAverager::State {
     std::vector<std::vector<float>> aps;
     std::vector<float> held;
     int64_t averages = 0;
+    int64_t samples = 0;
     std::unique_ptr<Framer> framer;
 
     void OnFrame(const float* const* frame) {
@@ -153,7 +154,10 @@ PsdAverager::PsdAverager(double sampleRate, int channels, const SpectrumOptions&
 
 PsdAverager::~PsdAverager() = default;
 
-void PsdAverager::Push(const float* const* data, int frames) { state_->framer->Push(data, frames); }
+void PsdAverager::Push(const float* const* data, int frames) {
+    state_->framer->Push(data, frames);
+    state_->samples += frames;
+}
 
 int64_t PsdAverager::Averages() const { return state_->averages; }
 
@@ -162,6 +166,7 @@ PsdResult PsdAverager::Result() const {
     if (s.averages == 0) throw Error("no whole frame of " + std::to_string(s.axis.frameSize) + " samples yet");
     PsdResult result;
     result.axis = s.axis;
+    result.samples = s.samples;
     result.averages = s.averages;
     result.aps = s.aps;
     result.channelNames.assign(static_cast<size_t>(s.channels), std::string());

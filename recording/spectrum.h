@@ -78,6 +78,7 @@ FrequencyAxis MakeFrequencyAxis(double sampleRate, int frameSize, bool fullBand)
 // Averaged spectra of one or more channels.
 struct PsdResult {
     FrequencyAxis axis;
+    int64_t samples = 0;                    // samples of each channel read
     int64_t averages = 0;                   // frames averaged
     std::vector<std::string> channelNames;
     std::vector<std::vector<float>> aps;    // per channel, power per line (RMS), lines 0 .. lastLine

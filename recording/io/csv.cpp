@@ -160,7 +160,11 @@ private:
 std::string FormatShortest(double value) { return Shortest(value); }
 std::string FormatShortest(float value) { return Shortest(value); }
 
-CsvWriter::CsvWriter(const std::string& path) : out_(path), file_(out_.Open()) {}
+CsvWriter::CsvWriter(const std::string& path) : file_(stdout) {
+    if (path == "-") return;
+    out_.reset(new OutputFile(path));
+    file_ = out_->Open();
+}
 
 CsvWriter::~CsvWriter() = default;
 
@@ -209,7 +213,13 @@ void CsvWriter::EndRow() {
     rowStarted_ = false;
 }
 
-void CsvWriter::Commit() { out_.Commit(); }
+void CsvWriter::Commit() {
+    if (out_) {
+        out_->Commit();
+    } else if (std::fflush(file_) != 0) {
+        throw Error(std::string("cannot write to standard output: ") + std::strerror(errno));
+    }
+}
 
 int CsvTable::Find(const std::vector<std::string>& names) const {
     for (size_t c = 0; c < header.size(); ++c)

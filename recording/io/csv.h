@@ -28,7 +28,8 @@ namespace rec {
 std::string FormatShortest(double value);
 std::string FormatShortest(float value);
 
-// A table written row by row to a CSV file, which appears only on Commit.
+// A table written row by row to a CSV file, which appears only on Commit;
+// the path "-" writes to standard output instead.
 class CsvWriter {
 public:
     // Throws Error when the file cannot be created.
@@ -50,7 +51,7 @@ public:
 
 private:
     void Separator();
-    OutputFile out_;
+    std::unique_ptr<OutputFile> out_;
     std::FILE* file_;
     bool rowStarted_ = false;
 };

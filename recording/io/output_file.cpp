@@ -41,13 +41,16 @@ std::FILE* OutputFile::Open() {
     return file_;
 }
 
+void OutputFile::Close() {
+    if (!file_) return;
+    const bool failed = std::ferror(file_) != 0;
+    const int closed = std::fclose(file_);
+    file_ = nullptr;
+    if (failed || closed != 0) throw Error("cannot write '" + path_ + "': " + std::strerror(errno));
+}
+
 void OutputFile::Commit() {
-    if (file_) {
-        const bool failed = std::ferror(file_) != 0;
-        const int closed = std::fclose(file_);
-        file_ = nullptr;
-        if (failed || closed != 0) throw Error("cannot write '" + path_ + "': " + std::strerror(errno));
-    }
+    Close();
     if (std::rename(temp_.c_str(), path_.c_str()) != 0)
         throw Error("cannot write '" + path_ + "': " + std::strerror(errno));
     committed_ = true;

@@ -25,6 +25,9 @@ public:
     // Opens the temporary file for writing. Throws Error naming the final
     // path when it cannot be created.
     std::FILE* Open();
+    // Closes the file Open made, for another writer to fill the temporary
+    // file by its name. Throws Error on a failed write.
+    void Close();
     // Closes the file if Open made it, and renames it to the final name.
     // Throws Error on a failed write or rename.
     void Commit();
