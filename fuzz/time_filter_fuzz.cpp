@@ -94,20 +94,20 @@ void FuzzDirect(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, flo
                 float ripple, const std::vector<float>& samples)
 {
     static CTimeFilter f;  // 16 KB: kept off the stack
-    f.params.rippleDb = ripple;
+    f.rippleDb = ripple;
     f.Initialize(f1, f2, rate, type, shape, order);
 
     // Frequency limits on the stored edges, in float.
     const float bw = rate / 2.56f;
     if (shape == CTimeFilter::LowPass || shape == CTimeFilter::HighPass) {
-        Check(f.params.f2 == 0.0f);
-        Check(std::isnan(f1) || f.params.f1 >= (shape == CTimeFilter::LowPass ? 0.005f : 0.002f) * bw);
+        Check(f.f2 == 0.0f);
+        Check(std::isnan(f1) || f.f1 >= (shape == CTimeFilter::LowPass ? 0.005f : 0.002f) * bw);
     }
     if (IsBand(shape) && !std::isnan(f1) && !std::isnan(f2))
-        Check(f.params.f1 <= f.params.f2);
+        Check(f.f1 <= f.f2);
     if (shape == CTimeFilter::BandPass && !std::isnan(f1) && !std::isnan(f2)) {
-        Check(f.params.f1 >= 0.002f * bw);
-        Check(f.params.f2 <= 0.998f * bw);
+        Check(f.f1 >= 0.002f * bw);
+        Check(f.f2 <= 0.998f * bw);
     }
 
     const bool known = type == CTimeFilter::Butterworth || type == CTimeFilter::Bessel ||

@@ -166,7 +166,7 @@ bool IsReal(const complexd* poly, int degree)
 // ---- CTimeFilter ---------------------------------------------------------
 
 CTimeFilter::CTimeFilter()
-    : params{0u, 8, 0, 500.0f, 600.0f, Butterworth, BandPass, -1.0f, 51200.0f, 2.56f, 20000.0f},
+    : FilParams{0u, 8, 0, 500.0f, 600.0f, Butterworth, BandPass, -1.0f, 51200.0f, 2.56f, 20000.0f},
       unstable(0),
       designOptions(0),
       designGain(1.0f),
@@ -186,7 +186,8 @@ CTimeFilter::CTimeFilter()
 {
 }
 
-CTimeFilter::CTimeFilter(const CTimeFilter& other) : dcGain{0.0, 0.0}, fcGain{0.0, 0.0}, hfGain{0.0, 0.0}
+CTimeFilter::CTimeFilter(const CTimeFilter& other)
+    : FilParams(other), dcGain{0.0, 0.0}, fcGain{0.0, 0.0}, hfGain{0.0, 0.0}
 {
     *this = other;
 }
@@ -195,7 +196,7 @@ CTimeFilter& CTimeFilter::operator=(const CTimeFilter& other)
 {
     if (this == &other)
         return *this;
-    params = other.params;
+    static_cast<FilParams&>(*this) = other;
     unstable = other.unstable;
     designOptions = other.designOptions;
     designGain = other.designGain;
@@ -214,7 +215,7 @@ CTimeFilter& CTimeFilter::operator=(const CTimeFilter& other)
 
 void CTimeFilter::StoreRateAndEdges(float f1, float f2, float sampleRate)
 {
-    FilParams& p = params;
+    FilParams& p = *this;
     if (sampleRate != p.sampleRate) {
         p.sampleRate = sampleRate;
         p.bandwidth = sampleRate / p.bandwidthRatio;
@@ -232,16 +233,17 @@ void CTimeFilter::StoreRateAndEdges(float f1, float f2, float sampleRate)
 
 int CTimeFilter::Design()
 {
-    LimitFrequencies(params.shape, params.sampleRate / params.bandwidthRatio, params.f1, params.f2);
+    FilParams& p = *this;
+    LimitFrequencies(p.shape, p.sampleRate / p.bandwidthRatio, p.f1, p.f2);
     std::memset(xcoeffs, 0, sizeof xcoeffs);
     std::memset(ycoeffs, 0, sizeof ycoeffs);
     Reset();
-    return GetFilterConstants(&params);
+    return GetFilterConstants(this);
 }
 
 void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Shape shape, int order)
 {
-    FilParams& p = params;
+    FilParams& p = *this;
     p.bandwidthRatio = 2.56f;
     StoreRateAndEdges(f1, f2, sampleRate);
     if (order != p.requestedOrder) {
@@ -263,7 +265,7 @@ void CTimeFilter::Initialize(float f1, float f2, float sampleRate, Type type, Sh
     if (Design() != 0) {
         unstable = 1;
     } else {
-        unstable = bisFilterUnStable(&params);
+        unstable = bisFilterUnStable(this);
         Reset();  // the probe has filled the history
     }
     modified = unstable != 0 ? 1 : 0;
@@ -281,7 +283,7 @@ void CTimeFilter::Update(float f1, float f2, float sampleRate)
 
 void CTimeFilter::Update(float sampleRate)
 {
-    Update(params.f1, params.f2, sampleRate);
+    Update(this->f1, this->f2, sampleRate);
 }
 
 void CTimeFilter::SetModified()

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "numora/foundation/export.h"
 #include "numora/foundation/records.h"
@@ -38,18 +40,13 @@
 namespace qv {
 namespace math {
 
-// IIR filter designed from a characteristic, a shape, an order and one or two
-// frequencies, run as one direct form. The object is one flat value without
-// heap memory: 513 coefficients and 513 history values per side, in double.
-//
-// Design scratch: the design works in static arrays shared by every object,
-// so Initialize, Update, GetFilterConstants and Expandpoly must not overlap,
-// not even on different objects; no lock is taken, the caller serialises
-// them. Apply, Reset, ResetMaxAmp and bisFilterUnStable touch only their own
-// object and may run at the same time on different objects. One object is
-// used by one thread at a time.
-class NUMORA_API CTimeFilter {
-public:
+// Design parameters of a time filter: the head of every CTimeFilter, which
+// names it CTimeFilter::FilParams; the design functions take a pointer to it,
+// and callers read and write its fields on the filter (filter.rippleDb).
+// choice: the record stands at namespace scope as CTimeFilter's public base,
+// so that it comes first in the object; its enums are declared in it and
+// reached as CTimeFilter::Type, CTimeFilter::Shape, CTimeFilter::LowPass, ...
+struct TimeFilterParams {
     // Characteristic of the analog prototype.
     enum Type : int32_t {
         Butterworth = 0,  // poles equally spaced on the unit circle
@@ -65,24 +62,39 @@ public:
         BandStop = 3,  // f1 and f2 are the band edges
     };
 
-    // Head of every object; the design functions read and write it.
-    struct FilParams {
-        uint32_t options;      // type bit (1 Bessel, 2 Butterworth, 4 Chebyshev) | shape bit (0x20 low, 0x40 high, 0x80 band-pass, 0x100 band-stop)
-        int order;             // prototype order used by the design, 1 to 10 (unchecked)
-        int requestedOrder;    // order last passed to Initialize
-        float f1;              // corner or lower band edge, Hz
-        float f2;              // upper band edge, Hz; 0 for the shapes without one
-        Type type;
-        Shape shape;
-        float rippleDb;        // Chebyshev pass-band ripple in dB, negative; only callers write it
-        float sampleRate;      // samples per second, positive
-        float bandwidthRatio;  // sample rate / analysis bandwidth; Initialize sets 2.56
-        float bandwidth;       // sampleRate / bandwidthRatio
-    };
+    uint32_t options;      // type bit (1 Bessel, 2 Butterworth, 4 Chebyshev) | shape bit (0x20 low, 0x40 high, 0x80 band-pass, 0x100 band-stop)
+    int order;             // prototype order used by the design, 1 to 10 (unchecked)
+    int requestedOrder;    // order last passed to Initialize
+    float f1;              // corner or lower band edge, Hz
+    float f2;              // upper band edge, Hz; 0 for the shapes without one
+    Type type;
+    Shape shape;
+    float rippleDb;        // Chebyshev pass-band ripple in dB, negative; only callers write it
+    float sampleRate;      // samples per second, positive
+    float bandwidthRatio;  // sample rate / analysis bandwidth; Initialize sets 2.56
+    float bandwidth;       // sampleRate / bandwidthRatio
+};
 
-    FilParams params;
+static_assert(std::is_standard_layout<TimeFilterParams>::value && offsetof(TimeFilterParams, options) == 0,
+              "the parameters are a plain record that starts with options");
+
+// IIR filter designed from a characteristic, a shape, an order and one or two
+// frequencies, run as one direct form. The object is one flat value without
+// heap memory: 513 coefficients and 513 history values per side, in double.
+// Its parameters (TimeFilterParams) come first, as its base.
+//
+// Design scratch: the design works in static arrays shared by every object,
+// so Initialize, Update, GetFilterConstants and Expandpoly must not overlap,
+// not even on different objects; no lock is taken, the caller serialises
+// them. Apply, Reset, ResetMaxAmp and bisFilterUnStable touch only their own
+// object and may run at the same time on different objects. One object is
+// used by one thread at a time.
+class NUMORA_API CTimeFilter : public TimeFilterParams {
+public:
+    using FilParams = TimeFilterParams;
+
     int unstable;           // 1 after a failed design or a failed stability probe
-    int designOptions;      // same word as params.options
+    int designOptions;      // same word as options
     float designGain;       // last computed gain; 1.0 again whenever a parameter changes
     complexd dcGain;        // response of the unscaled filter at z = 1
     complexd fcGain;        // ... at the arithmetic centre of the band
@@ -92,7 +104,7 @@ public:
     double xv[513];         // input history, newest at xv[numZeros]
     double yv[513];         // output history, newest at yv[numPoles]
     float gain;             // input scale used by Apply
-    int filterOrder;        // copy of params.order after a design
+    int filterOrder;        // copy of order after a design
     int numPoles;           // feedback terms in use
     int numZeros;           // feed-forward terms in use, less one
     int modified;           // 1 when a parameter changed; after a design, unstable != 0

@@ -40,7 +40,9 @@ NUMORA_API const FftRotations<float>& FftRotationTable();
 NUMORA_API const FftRotations<double>& FftRotationTable_D();
 
 // Code paths of DFT and DFT_D. Every path gives the same bits; DFT and DFT_D
-// take the widest one the processor has.
+// take the widest one the processor has. In a build with plain vectors
+// (NUMORA_PORTABLE_SIMD, or a compiler without the vector extensions) both
+// are plain C++ of the same lane counts and both are always available.
 enum class FftPath {
     Sse2,  // 128-bit vectors, the x86-64 baseline
     Avx2,  // 256-bit vectors, chosen at run time where the processor has AVX2

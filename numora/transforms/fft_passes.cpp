@@ -1,8 +1,9 @@
 #include <cmath>
-#include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
+#include "numora/foundation/simd_detail.h"
 #include "numora/transforms/fft_detail.h"
 
 // The passes of the real transform, once per instruction set.
@@ -26,10 +27,8 @@
 //   first pass. The second permutation (pairs in bit-reversed order) runs as
 //   a pass of its own, tile by tile.
 //
-// Kernels are templates over a vector type and always inlined into the entry
-// point of one instruction set; none is called across a boundary, so GCC's
-// note on how 256-bit vectors are passed does not concern them.
-#pragma GCC diagnostic ignored "-Wpsabi"
+// Kernels are templates over a vector type of simd_detail.h and always
+// inlined into the entry point of one instruction set.
 
 namespace qv {
 namespace math {
@@ -37,129 +36,58 @@ namespace detail {
 
 namespace {
 
-#define NUMORA_FFT_INLINE inline __attribute__((always_inline))
-#define NUMORA_FFT_LAMBDA __attribute__((always_inline))
-
-typedef float F4 __attribute__((vector_size(16)));
-typedef float F8 __attribute__((vector_size(32)));
-typedef double D2 __attribute__((vector_size(16)));
-typedef double D4 __attribute__((vector_size(32)));
-typedef int32_t I4 __attribute__((vector_size(16)));
-typedef int32_t I8 __attribute__((vector_size(32)));
-typedef int64_t L2 __attribute__((vector_size(16)));
-typedef int64_t L4 __attribute__((vector_size(32)));
-
-// Element type, lane count, shuffle index and unaligned access type of a
-// vector type; a plain float or double is a vector of one lane.
-template <typename V>
-struct Lanes {
-    using T = V;
-    using Unaligned = V;
-    static constexpr int W = 1;
-};
-
-template <typename E, int N, typename I>
-struct VectorLanes {
-    using T = E;
-    using Index = I;
-    typedef E Unaligned __attribute__((vector_size(N * sizeof(E)), aligned(alignof(E)), may_alias));
-    static constexpr int W = N;
-};
-template <>
-struct Lanes<F4> : VectorLanes<float, 4, I4> {};
-template <>
-struct Lanes<F8> : VectorLanes<float, 8, I8> {};
-template <>
-struct Lanes<D2> : VectorLanes<double, 2, L2> {};
-template <>
-struct Lanes<D4> : VectorLanes<double, 4, L4> {};
-
-template <typename V>
-using ElementOf = typename Lanes<V>::T;
-
-template <typename V>
-NUMORA_FFT_INLINE V Load(const ElementOf<V>* p)
-{
-    return *reinterpret_cast<const typename Lanes<V>::Unaligned*>(p);
-}
-
-template <typename V>
-NUMORA_FFT_INLINE void Store(ElementOf<V>* p, V v)
-{
-    *reinterpret_cast<typename Lanes<V>::Unaligned*>(p) = v;
-}
-
-template <typename V, std::size_t... I>
-NUMORA_FFT_INLINE V SplatLanes(ElementOf<V> x, std::index_sequence<I...>)
-{
-    return V{((void)I, x)...};
-}
-
-template <typename V>
-NUMORA_FFT_INLINE V Splat(ElementOf<V> x)
-{
-    if constexpr (Lanes<V>::W == 1)
-        return x;
-    else
-        return SplatLanes<V>(x, std::make_index_sequence<Lanes<V>::W>());
-}
-
-template <typename V, std::size_t... I>
-NUMORA_FFT_INLINE V ReverseLanes(V v, std::index_sequence<I...>)
-{
-    return __builtin_shuffle(v, typename Lanes<V>::Index{(Lanes<V>::W - 1 - static_cast<int>(I))...});
-}
-
-template <typename V>
-NUMORA_FFT_INLINE V Reverse(V v)
-{
-    if constexpr (Lanes<V>::W == 1)
-        return v;
-    else
-        return ReverseLanes(v, std::make_index_sequence<Lanes<V>::W>());
-}
+using simd::D2;
+using simd::D4;
+using simd::ElementOf;
+using simd::F4;
+using simd::F8;
+using simd::LaneCount;
+using simd::Load;
+using simd::Reverse;
+using simd::Shuffle;
+using simd::Splat;
+using simd::Store;
 
 // Transposes four vectors of four lanes: interleave pairs of vectors, then
 // combine halves (for floats the interleave keeps lanes in order, for doubles
 // it works within 128-bit halves, which puts the middle results the other way).
 template <typename V>
-NUMORA_FFT_INLINE void Transpose4(V& a, V& b, V& c, V& d)
+NUMORA_SIMD_INLINE void Transpose4(V& a, V& b, V& c, V& d)
 {
-    using Index = typename Lanes<V>::Index;
-    constexpr bool floats = sizeof(ElementOf<V>) == 4;
-    const Index first = floats ? Index{0, 4, 1, 5} : Index{0, 4, 2, 6};
-    const Index second = floats ? Index{2, 6, 3, 7} : Index{1, 5, 3, 7};
-    const V t0 = __builtin_shuffle(a, b, first);
-    const V t1 = __builtin_shuffle(a, b, second);
-    const V t2 = __builtin_shuffle(c, d, first);
-    const V t3 = __builtin_shuffle(c, d, second);
-    const V low02 = __builtin_shuffle(t0, t2, Index{0, 1, 4, 5});
-    const V high02 = __builtin_shuffle(t0, t2, Index{2, 3, 6, 7});
-    const V low13 = __builtin_shuffle(t1, t3, Index{0, 1, 4, 5});
-    const V high13 = __builtin_shuffle(t1, t3, Index{2, 3, 6, 7});
-    a = low02;
-    b = floats ? high02 : low13;
-    c = floats ? low13 : high02;
-    d = high13;
+    if constexpr (sizeof(ElementOf<V>) == 4) {
+        const V t0 = Shuffle<0, 4, 1, 5>(a, b), t1 = Shuffle<2, 6, 3, 7>(a, b);
+        const V t2 = Shuffle<0, 4, 1, 5>(c, d), t3 = Shuffle<2, 6, 3, 7>(c, d);
+        a = Shuffle<0, 1, 4, 5>(t0, t2);
+        b = Shuffle<2, 3, 6, 7>(t0, t2);
+        c = Shuffle<0, 1, 4, 5>(t1, t3);
+        d = Shuffle<2, 3, 6, 7>(t1, t3);
+    } else {
+        const V t0 = Shuffle<0, 4, 2, 6>(a, b), t1 = Shuffle<1, 5, 3, 7>(a, b);
+        const V t2 = Shuffle<0, 4, 2, 6>(c, d), t3 = Shuffle<1, 5, 3, 7>(c, d);
+        a = Shuffle<0, 1, 4, 5>(t0, t2);
+        b = Shuffle<0, 1, 4, 5>(t1, t3);
+        c = Shuffle<2, 3, 6, 7>(t0, t2);
+        d = Shuffle<2, 3, 6, 7>(t1, t3);
+    }
 }
 
 // Transposes eight vectors of eight floats.
-NUMORA_FFT_INLINE void Transpose8(F8* r)
+NUMORA_SIMD_INLINE void Transpose8(F8* r)
 {
     F8 t[8], u[8];
     for (int i = 0; i < 8; i += 2) {
-        t[i] = __builtin_shuffle(r[i], r[i + 1], I8{0, 8, 1, 9, 4, 12, 5, 13});
-        t[i + 1] = __builtin_shuffle(r[i], r[i + 1], I8{2, 10, 3, 11, 6, 14, 7, 15});
+        t[i] = Shuffle<0, 8, 1, 9, 4, 12, 5, 13>(r[i], r[i + 1]);
+        t[i + 1] = Shuffle<2, 10, 3, 11, 6, 14, 7, 15>(r[i], r[i + 1]);
     }
     for (int i = 0; i < 8; i += 4) {
-        u[i] = __builtin_shuffle(t[i], t[i + 2], I8{0, 1, 8, 9, 4, 5, 12, 13});
-        u[i + 1] = __builtin_shuffle(t[i], t[i + 2], I8{2, 3, 10, 11, 6, 7, 14, 15});
-        u[i + 2] = __builtin_shuffle(t[i + 1], t[i + 3], I8{0, 1, 8, 9, 4, 5, 12, 13});
-        u[i + 3] = __builtin_shuffle(t[i + 1], t[i + 3], I8{2, 3, 10, 11, 6, 7, 14, 15});
+        u[i] = Shuffle<0, 1, 8, 9, 4, 5, 12, 13>(t[i], t[i + 2]);
+        u[i + 1] = Shuffle<2, 3, 10, 11, 6, 7, 14, 15>(t[i], t[i + 2]);
+        u[i + 2] = Shuffle<0, 1, 8, 9, 4, 5, 12, 13>(t[i + 1], t[i + 3]);
+        u[i + 3] = Shuffle<2, 3, 10, 11, 6, 7, 14, 15>(t[i + 1], t[i + 3]);
     }
     for (int i = 0; i < 4; ++i) {
-        r[i] = __builtin_shuffle(u[i], u[i + 4], I8{0, 1, 2, 3, 8, 9, 10, 11});
-        r[i + 4] = __builtin_shuffle(u[i], u[i + 4], I8{4, 5, 6, 7, 12, 13, 14, 15});
+        r[i] = Shuffle<0, 1, 2, 3, 8, 9, 10, 11>(u[i], u[i + 4]);
+        r[i + 4] = Shuffle<4, 5, 6, 7, 12, 13, 14, 15>(u[i], u[i + 4]);
     }
 }
 
@@ -168,7 +96,7 @@ NUMORA_FFT_INLINE void Transpose8(F8* r)
 // of the two blocks (jr, ji) of a rotated group.
 
 template <typename V>
-NUMORA_FFT_INLINE void PlainAnalysis(V* q)
+NUMORA_SIMD_INLINE void PlainAnalysis(V* q)
 {
     const V t0 = q[0] + q[2];
     const V t1 = q[1] + q[3];
@@ -180,7 +108,7 @@ NUMORA_FFT_INLINE void PlainAnalysis(V* q)
 
 // Block 1 of group 0, p7 = 1/sqrt(2).
 template <typename V>
-NUMORA_FFT_INLINE void EighthAnalysis(V* q, V p7)
+NUMORA_SIMD_INLINE void EighthAnalysis(V* q, V p7)
 {
     const V pr = p7 * (q[1] - q[3]);
     const V pi = p7 * (q[1] + q[3]);
@@ -191,7 +119,7 @@ NUMORA_FFT_INLINE void EighthAnalysis(V* q, V p7)
 }
 
 template <typename V>
-NUMORA_FFT_INLINE void PlainSynthesis(V* q)
+NUMORA_SIMD_INLINE void PlainSynthesis(V* q)
 {
     const V two = Splat<V>(2);
     const V t0 = q[0] + q[1];
@@ -205,7 +133,7 @@ NUMORA_FFT_INLINE void PlainSynthesis(V* q)
 }
 
 template <typename V>
-NUMORA_FFT_INLINE void EighthSynthesis(V* q, V root2)
+NUMORA_SIMD_INLINE void EighthSynthesis(V* q, V root2)
 {
     const V two = Splat<V>(2);
     const V t2 = q[0] - q[2];
@@ -224,7 +152,7 @@ struct Twiddle {
 };
 
 template <typename V>
-NUMORA_FFT_INLINE void RotatedAnalysis(V* x, V* y, const Twiddle<V>& w)
+NUMORA_SIMD_INLINE void RotatedAnalysis(V* x, V* y, const Twiddle<V>& w)
 {
     const V r1 = x[1] * w.c1 - y[1] * w.s1;
     const V r5 = x[1] * w.s1 + y[1] * w.c1;
@@ -251,7 +179,7 @@ NUMORA_FFT_INLINE void RotatedAnalysis(V* x, V* y, const Twiddle<V>& w)
 }
 
 template <typename V>
-NUMORA_FFT_INLINE void RotatedSynthesis(V* x, V* y, const Twiddle<V>& w)
+NUMORA_SIMD_INLINE void RotatedSynthesis(V* x, V* y, const Twiddle<V>& w)
 {
     const V t0 = x[0] + y[2];
     const V t1 = y[3] - x[1];
@@ -278,7 +206,7 @@ NUMORA_FFT_INLINE void RotatedSynthesis(V* x, V* y, const Twiddle<V>& w)
 // runs of length 1: the imaginary parts of its four pairs change places
 // across the two blocks, negated.
 template <typename V>
-NUMORA_FFT_INLINE void SwapImaginaryParts(V* x, V* y)
+NUMORA_SIMD_INLINE void SwapImaginaryParts(V* x, V* y)
 {
     const V x1 = x[1], x3 = x[3];
     x[1] = -y[3];
@@ -302,7 +230,7 @@ const FftRotations<double>& Rotations<double>()
 
 // The synthesis takes the factors with -sin.
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE Twiddle<V> Directed(Twiddle<V> w)
+NUMORA_SIMD_INLINE Twiddle<V> Directed(Twiddle<V> w)
 {
     if (!Analysis) {
         w.s1 = -w.s1;
@@ -314,7 +242,7 @@ NUMORA_FFT_INLINE Twiddle<V> Directed(Twiddle<V> w)
 
 // Factors of group g in every lane.
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE Twiddle<V> SplatTwiddle(const FftRotations<ElementOf<V>>& r, int g)
+NUMORA_SIMD_INLINE Twiddle<V> SplatTwiddle(const FftRotations<ElementOf<V>>& r, int g)
 {
     return Directed<V, Analysis>({Splat<V>(r.c1[g]), Splat<V>(r.s1[g]), Splat<V>(r.c2[g]),
                                   Splat<V>(r.s2[g]), Splat<V>(r.c3[g]), Splat<V>(r.s3[g])});
@@ -323,9 +251,9 @@ NUMORA_FFT_INLINE Twiddle<V> SplatTwiddle(const FftRotations<ElementOf<V>>& r, i
 // Factors of groups g .. g + W - 1 in lanes 0 .. W - 1, or with Descending
 // in lanes W - 1 .. 0.
 template <typename V, bool Analysis, bool Descending>
-NUMORA_FFT_INLINE Twiddle<V> LoadTwiddle(const FftRotations<ElementOf<V>>& r, int g)
+NUMORA_SIMD_INLINE Twiddle<V> LoadTwiddle(const FftRotations<ElementOf<V>>& r, int g)
 {
-    auto lanes = [](V v) NUMORA_FFT_LAMBDA { return Descending ? Reverse(v) : v; };
+    auto lanes = [](V v) NUMORA_SIMD_LAMBDA { return Descending ? Reverse(v) : v; };
     return Directed<V, Analysis>({lanes(Load<V>(r.c1 + g)), lanes(Load<V>(r.s1 + g)),
                                   lanes(Load<V>(r.c2 + g)), lanes(Load<V>(r.s2 + g)),
                                   lanes(Load<V>(r.c3 + g)), lanes(Load<V>(r.s3 + g))});
@@ -348,9 +276,9 @@ T Root2()
 
 // op on the quarters of one block of runs of len values, k = 0, W, ...
 template <typename V, typename Op>
-NUMORA_FFT_INLINE void OverBlock(ElementOf<V>* b, int len, Op op)
+NUMORA_SIMD_INLINE void OverBlock(ElementOf<V>* b, int len, Op op)
 {
-    for (int k = 0; k < len; k += Lanes<V>::W) {
+    for (int k = 0; k < len; k += LaneCount<V>) {
         V q[4];
         for (int j = 0; j < 4; ++j)
             q[j] = Load<V>(b + j * len + k);
@@ -362,9 +290,9 @@ NUMORA_FFT_INLINE void OverBlock(ElementOf<V>* b, int len, Op op)
 
 // op on the quarters of two blocks together.
 template <typename V, typename Op>
-NUMORA_FFT_INLINE void OverBlocks(ElementOf<V>* xb, ElementOf<V>* yb, int len, Op op)
+NUMORA_SIMD_INLINE void OverBlocks(ElementOf<V>* xb, ElementOf<V>* yb, int len, Op op)
 {
-    for (int k = 0; k < len; k += Lanes<V>::W) {
+    for (int k = 0; k < len; k += LaneCount<V>) {
         V x[4], y[4];
         for (int j = 0; j < 4; ++j) {
             x[j] = Load<V>(xb + j * len + k);
@@ -383,12 +311,12 @@ NUMORA_FFT_INLINE void OverBlocks(ElementOf<V>* xb, ElementOf<V>* yb, int len, O
 // (even M), or the radix-2 pass over the halves with group 0 of the order-8
 // pass, whose two blocks are those halves (odd M).
 template <typename V>
-NUMORA_FFT_INLINE void ForwardFirstStage(ElementOf<V>* d, int n, bool odd)
+NUMORA_SIMD_INLINE void ForwardFirstStage(ElementOf<V>* d, int n, bool odd)
 {
     using T = ElementOf<V>;
     const V scale = Splat<V>(static_cast<T>(1.0 / n));
     if (!odd) {
-        OverBlock<V>(d, n / 4, [&](V* q) NUMORA_FFT_LAMBDA {
+        OverBlock<V>(d, n / 4, [&](V* q) NUMORA_SIMD_LAMBDA {
             for (int j = 0; j < 4; ++j)
                 q[j] = q[j] * scale;
             PlainAnalysis(q);
@@ -396,7 +324,7 @@ NUMORA_FFT_INLINE void ForwardFirstStage(ElementOf<V>* d, int n, bool odd)
         return;
     }
     const V p7 = Splat<V>(EighthFactor<T>());
-    OverBlocks<V>(d, d + n / 2, n / 8, [&](V* x, V* y) NUMORA_FFT_LAMBDA {
+    OverBlocks<V>(d, d + n / 2, n / 8, [&](V* x, V* y) NUMORA_SIMD_LAMBDA {
         for (int j = 0; j < 4; ++j) {
             const V a = x[j] * scale, b = y[j] * scale;
             x[j] = a + b;
@@ -411,14 +339,14 @@ NUMORA_FFT_INLINE void ForwardFirstStage(ElementOf<V>* d, int n, bool odd)
 // not apply: the radix-4 pass of order 4 (even M), or group 0 of the order-8
 // pass with the radix-2 pass over the halves (odd M).
 template <typename V>
-NUMORA_FFT_INLINE void InverseLastStage(ElementOf<V>* d, int n, bool odd)
+NUMORA_SIMD_INLINE void InverseLastStage(ElementOf<V>* d, int n, bool odd)
 {
     if (!odd) {
-        OverBlock<V>(d, n / 4, [](V* q) NUMORA_FFT_LAMBDA { PlainSynthesis(q); });
+        OverBlock<V>(d, n / 4, [](V* q) NUMORA_SIMD_LAMBDA { PlainSynthesis(q); });
         return;
     }
     const V root2 = Splat<V>(Root2<ElementOf<V>>());
-    OverBlocks<V>(d, d + n / 2, n / 8, [&](V* x, V* y) NUMORA_FFT_LAMBDA {
+    OverBlocks<V>(d, d + n / 2, n / 8, [&](V* x, V* y) NUMORA_SIMD_LAMBDA {
         PlainSynthesis(x);
         EighthSynthesis(y, root2);
         for (int j = 0; j < 4; ++j) {
@@ -436,14 +364,14 @@ NUMORA_FFT_INLINE void InverseLastStage(ElementOf<V>* d, int n, bool odd)
 // offset j % 4 runs. Used while a run is shorter than 4 KiB: sixteen streams
 // a multiple of 4 KiB apart would share one set of the level-1 cache.
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE void OuterSixteenRuns(ElementOf<V>* d, int n, const FftRotations<ElementOf<V>>& table)
+NUMORA_SIMD_INLINE void OuterSixteenRuns(ElementOf<V>* d, int n, const FftRotations<ElementOf<V>>& table)
 {
     using T = ElementOf<V>;
     const int len = n / 16;
     const V scale = Splat<V>(static_cast<T>(1.0 / n));
     const V eighth = Splat<V>(Analysis ? EighthFactor<T>() : Root2<T>());
     const Twiddle<V> w = SplatTwiddle<V, Analysis>(table, 1);
-    auto orderFour = [](V* v) NUMORA_FFT_LAMBDA {
+    auto orderFour = [](V* v) NUMORA_SIMD_LAMBDA {
         for (int s = 0; s < 4; ++s) {
             V q[4] = {v[s], v[s + 4], v[s + 8], v[s + 12]};
             Analysis ? PlainAnalysis(q) : PlainSynthesis(q);
@@ -451,7 +379,7 @@ NUMORA_FFT_INLINE void OuterSixteenRuns(ElementOf<V>* d, int n, const FftRotatio
                 v[s + 4 * j] = q[j];
         }
     };
-    for (int k = 0; k < len; k += Lanes<V>::W) {
+    for (int k = 0; k < len; k += LaneCount<V>) {
         V v[16];
         for (int j = 0; j < 16; ++j)
             v[j] = Load<V>(d + j * len + k);
@@ -481,11 +409,11 @@ bool UseOuterSixteenRuns(int n, bool odd)
 
 // Group 0 of a pass of order above 4: block 0 unrotated, block 1 by 1/8 turn.
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE void FirstGroup(ElementOf<V>* d, int len)
+NUMORA_SIMD_INLINE void FirstGroup(ElementOf<V>* d, int len)
 {
     using T = ElementOf<V>;
     const V factor = Splat<V>(Analysis ? EighthFactor<T>() : Root2<T>());
-    OverBlocks<V>(d, d + 4 * len, len, [&](V* x, V* y) NUMORA_FFT_LAMBDA {
+    OverBlocks<V>(d, d + 4 * len, len, [&](V* x, V* y) NUMORA_SIMD_LAMBDA {
         if (Analysis) {
             PlainAnalysis(x);
             EighthAnalysis(y, factor);
@@ -498,13 +426,13 @@ NUMORA_FFT_INLINE void FirstGroup(ElementOf<V>* d, int len)
 
 // Groups 1 .. NN/8 - 1 of a pass with runs of len >= W values.
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE void RotatedGroups(ElementOf<V>* d, int len, int nn,
+NUMORA_SIMD_INLINE void RotatedGroups(ElementOf<V>* d, int len, int nn,
                                      const FftRotations<ElementOf<V>>& table)
 {
     int jr = 2, ji = 3, jl = 2;
     for (int g = 1; g < nn / 8; ++g) {
         const Twiddle<V> w = SplatTwiddle<V, Analysis>(table, g);
-        OverBlocks<V>(d + 4 * len * jr, d + 4 * len * ji, len, [&](V* x, V* y) NUMORA_FFT_LAMBDA {
+        OverBlocks<V>(d + 4 * len * jr, d + 4 * len * ji, len, [&](V* x, V* y) NUMORA_SIMD_LAMBDA {
             if (Analysis)
                 RotatedAnalysis(x, y, w);
             else
@@ -522,11 +450,11 @@ NUMORA_FFT_INLINE void RotatedGroups(ElementOf<V>* d, int len, int nn,
 // Calls f with a value of the widest vector type of path P that fits a run
 // of len values.
 template <typename P, typename F>
-NUMORA_FFT_INLINE void WithRunVector(int len, F f)
+NUMORA_SIMD_INLINE void WithRunVector(int len, F f)
 {
-    if (len >= Lanes<typename P::Wide>::W)
+    if (len >= LaneCount<typename P::Wide>)
         f(typename P::Wide{});
-    else if (len >= Lanes<typename P::Half>::W)
+    else if (len >= LaneCount<typename P::Half>)
         f(typename P::Half{});
     else
         f(typename P::T{});
@@ -550,9 +478,9 @@ NUMORA_FFT_INLINE void WithRunVector(int len, F f)
 // transposes on the even and the odd vectors, W = 2 2 x 2 transposes of v[t]
 // with v[t + 4].
 template <typename V, bool ToColumns>
-NUMORA_FFT_INLINE void Regroup(V* v)
+NUMORA_SIMD_INLINE void Regroup(V* v)
 {
-    constexpr int W = Lanes<V>::W;
+    constexpr int W = LaneCount<V>;
     if constexpr (W == 8) {
         Transpose8(v);
     } else if constexpr (W == 4) {
@@ -569,8 +497,8 @@ NUMORA_FFT_INLINE void Regroup(V* v)
         for (int t = 0; t < 4; ++t) {
             const V a = ToColumns ? v[t] : v[2 * t];
             const V b = ToColumns ? v[t + 4] : v[2 * t + 1];
-            e[ToColumns ? 2 * t : t] = __builtin_shuffle(a, b, L2{0, 2});
-            e[ToColumns ? 2 * t + 1 : t + 4] = __builtin_shuffle(a, b, L2{1, 3});
+            e[ToColumns ? 2 * t : t] = Shuffle<0, 2>(a, b);
+            e[ToColumns ? 2 * t + 1 : t + 4] = Shuffle<1, 3>(a, b);
         }
         for (int k = 0; k < 8; ++k)
             v[k] = e[k];
@@ -587,9 +515,9 @@ constexpr int MirrorRowVector(int k)
 // Groups g0 .. g0 + W - 1 and their mirror groups, whose chunk starts at
 // group g1 (g1 == g0 for the octave of W groups, which is its own mirror).
 template <typename V, bool Analysis>
-NUMORA_FFT_INLINE void ChunkPair(ElementOf<V>* d, int g0, int g1, const FftRotations<ElementOf<V>>& table)
+NUMORA_SIMD_INLINE void ChunkPair(ElementOf<V>* d, int g0, int g1, const FftRotations<ElementOf<V>>& table)
 {
-    constexpr int W = Lanes<V>::W;
+    constexpr int W = LaneCount<V>;
     ElementOf<V>* a = d + 8 * g0;
     ElementOf<V>* b = d + 8 * g1;
     V ca[8], cb[8];
@@ -623,14 +551,14 @@ NUMORA_FFT_INLINE void ChunkPair(ElementOf<V>* d, int g0, int g1, const FftRotat
 // Groups 1 .. N/8 - 1 of the pass of order N, octave by octave, each with the
 // widest vector that does not exceed it.
 template <typename P, bool Analysis>
-NUMORA_FFT_INLINE void UnitRunGroups(typename P::T* d, int n, const FftRotations<typename P::T>& table)
+NUMORA_SIMD_INLINE void UnitRunGroups(typename P::T* d, int n, const FftRotations<typename P::T>& table)
 {
     for (int h = 1; h < n / 8; h *= 2) {
-        WithRunVector<P>(h, [&](auto lanes) NUMORA_FFT_LAMBDA {
+        WithRunVector<P>(h, [&](auto lanes) NUMORA_SIMD_LAMBDA {
             using V = decltype(lanes);
-            const int chunks = h / Lanes<V>::W;
+            const int chunks = h / LaneCount<V>;
             for (int c = 0; 2 * c <= chunks - 1; ++c)
-                ChunkPair<V, Analysis>(d, h + c * Lanes<V>::W, h + (chunks - 1 - c) * Lanes<V>::W, table);
+                ChunkPair<V, Analysis>(d, h + c * LaneCount<V>, h + (chunks - 1 - c) * LaneCount<V>, table);
         });
     }
 }
@@ -654,33 +582,19 @@ int ReverseBits(int v, int bits)
     return r;
 }
 
-// Unaligned, aliasing access to a vector of pair units inside float or
-// double data.
-template <typename U>
-struct UnitAccess;
-template <>
-struct UnitAccess<L2> {
-    typedef int64_t Type __attribute__((vector_size(16), aligned(4), may_alias));
-};
-template <>
-struct UnitAccess<D2> {
-    typedef double Type __attribute__((vector_size(16), aligned(8), may_alias));
-};
-template <>
-struct UnitAccess<D4> {
-    typedef double Type __attribute__((vector_size(32), aligned(4), may_alias));
-};
-
+// A vector of pair units at p, inside float or double data, and back.
 template <typename U, typename T>
-NUMORA_FFT_INLINE U LoadUnits(const T* p)
+NUMORA_SIMD_INLINE U LoadUnits(const T* p)
 {
-    return *reinterpret_cast<const typename UnitAccess<U>::Type*>(static_cast<const void*>(p));
+    U u;
+    std::memcpy(&u, p, sizeof u);
+    return u;
 }
 
 template <typename T, typename U>
-NUMORA_FFT_INLINE void StoreUnits(T* p, U u)
+NUMORA_SIMD_INLINE void StoreUnits(T* p, U u)
 {
-    *reinterpret_cast<typename UnitAccess<U>::Type*>(static_cast<void*>(p)) = u;
+    std::memcpy(p, &u, sizeof u);
 }
 
 // Cell of two vectors U, rows i and i + Side of vector column j; U holds two
@@ -692,7 +606,7 @@ struct TwoRowCells {
     static constexpr int Bits = TileBits;
     static constexpr int kSide = Side;
     static constexpr int kStep = static_cast<int>(sizeof(U) / sizeof(T));
-    static NUMORA_FFT_INLINE void Exchange(T* ta, int i, int j, T* tb, int pi, int pj, int rowStride)
+    static NUMORA_SIMD_INLINE void Exchange(T* ta, int i, int j, T* tb, int pi, int pj, int rowStride)
     {
         T* a0 = ta + i * rowStride + j * kStep;
         T* a1 = a0 + Side * rowStride;
@@ -700,16 +614,16 @@ struct TwoRowCells {
         T* b1 = b0 + Side * rowStride;
         const U a = LoadUnits<U>(a0), c = LoadUnits<U>(a1);
         const U b = LoadUnits<U>(b0), d = LoadUnits<U>(b1);
-        if constexpr (std::is_same<U, L2>::value) {
-            StoreUnits(b0, __builtin_shuffle(a, c, L2{0, 2}));
-            StoreUnits(b1, __builtin_shuffle(a, c, L2{1, 3}));
-            StoreUnits(a0, __builtin_shuffle(b, d, L2{0, 2}));
-            StoreUnits(a1, __builtin_shuffle(b, d, L2{1, 3}));
+        if constexpr (LaneCount<U> == 2) {
+            StoreUnits(b0, Shuffle<0, 2>(a, c));
+            StoreUnits(b1, Shuffle<1, 3>(a, c));
+            StoreUnits(a0, Shuffle<0, 2>(b, d));
+            StoreUnits(a1, Shuffle<1, 3>(b, d));
         } else {
-            StoreUnits(b0, __builtin_shuffle(a, c, L4{0, 1, 4, 5}));
-            StoreUnits(b1, __builtin_shuffle(a, c, L4{2, 3, 6, 7}));
-            StoreUnits(a0, __builtin_shuffle(b, d, L4{0, 1, 4, 5}));
-            StoreUnits(a1, __builtin_shuffle(b, d, L4{2, 3, 6, 7}));
+            StoreUnits(b0, Shuffle<0, 1, 4, 5>(a, c));
+            StoreUnits(b1, Shuffle<2, 3, 6, 7>(a, c));
+            StoreUnits(a0, Shuffle<0, 1, 4, 5>(b, d));
+            StoreUnits(a1, Shuffle<2, 3, 6, 7>(b, d));
         }
     }
 };
@@ -719,7 +633,7 @@ struct TwoRowCells {
 struct FourRowCells {
     static constexpr int Bits = 3;
     static constexpr int kSide = 2;
-    static NUMORA_FFT_INLINE void Exchange(float* ta, int i, int j, float* tb, int pi, int pj, int rowStride)
+    static NUMORA_SIMD_INLINE void Exchange(float* ta, int i, int j, float* tb, int pi, int pj, int rowStride)
     {
         float* a = ta + i * rowStride + 8 * j;
         float* b = tb + pi * rowStride + 8 * pj;
@@ -745,7 +659,7 @@ struct FourRowCells {
 struct OneUnitCells {
     static constexpr int Bits = 2;
     static constexpr int kSide = 4;
-    static NUMORA_FFT_INLINE void Exchange(double* ta, int i, int j, double* tb, int pi, int pj,
+    static NUMORA_SIMD_INLINE void Exchange(double* ta, int i, int j, double* tb, int pi, int pj,
                                            int rowStride)
     {
         double* a = ta + i * rowStride + 2 * j;
@@ -759,13 +673,13 @@ struct OneUnitCells {
 // Exchanges tiles ta and tb; a tile that is its own partner (same) exchanges
 // each pair of its cells once.
 template <typename Cells, typename T>
-NUMORA_FFT_INLINE void ExchangeTiles(T* ta, T* tb, int rowStride, bool same)
+NUMORA_SIMD_INLINE void ExchangeTiles(T* ta, T* tb, int rowStride, bool same)
 {
     constexpr int Side = Cells::kSide;
     constexpr int kReverse[4] = {0, Side == 4 ? 2 : 1, 1, 3};
-#pragma GCC unroll 4
+NUMORA_SIMD_UNROLL(4)
     for (int i = 0; i < Side; ++i)
-#pragma GCC unroll 4
+NUMORA_SIMD_UNROLL(4)
         for (int j = 0; j < Side; ++j) {
             const int pi = kReverse[j];
             const int pj = kReverse[i];
@@ -775,7 +689,7 @@ NUMORA_FFT_INLINE void ExchangeTiles(T* ta, T* tb, int rowStride, bool same)
 }
 
 template <typename Cells, typename T>
-NUMORA_FFT_INLINE void ReorderBlocks(T* data, int n, int m)
+NUMORA_SIMD_INLINE void ReorderBlocks(T* data, int n, int m)
 {
     const int bits = m - 1;
     if (bits < 2 * Cells::Bits) {
@@ -808,7 +722,7 @@ struct Sse2Float {
     using T = float;
     using Wide = F4;
     using Half = F4;
-    using PairCells = TwoRowCells<float, L2, 3, 4>;
+    using PairCells = TwoRowCells<float, D2, 3, 4>;
 };
 struct Avx2Float {
     using T = float;
@@ -843,7 +757,7 @@ void SwapFirstImaginaryParts(T* d, int n)
 }
 
 template <typename P>
-NUMORA_FFT_INLINE void Forward(typename P::T* d, int n, int m)
+NUMORA_SIMD_INLINE void Forward(typename P::T* d, int n, int m)
 {
     using T = typename P::T;
     if (m == 1) {
@@ -856,7 +770,7 @@ NUMORA_FFT_INLINE void Forward(typename P::T* d, int n, int m)
     const bool odd = m % 2 != 0;
     const bool sixteen = UseOuterSixteenRuns<T>(n, odd);
     int nn = sixteen ? 16 : odd ? 8 : 4;
-    WithRunVector<P>(n / nn, [&](auto lanes) NUMORA_FFT_LAMBDA {
+    WithRunVector<P>(n / nn, [&](auto lanes) NUMORA_SIMD_LAMBDA {
         if (sixteen)
             OuterSixteenRuns<decltype(lanes), true>(d, n, table);
         else
@@ -866,7 +780,7 @@ NUMORA_FFT_INLINE void Forward(typename P::T* d, int n, int m)
         nn *= 4;
         const int len = n / nn;
         if (len > 1) {
-            WithRunVector<P>(len, [&](auto lanes) NUMORA_FFT_LAMBDA {
+            WithRunVector<P>(len, [&](auto lanes) NUMORA_SIMD_LAMBDA {
                 FirstGroup<decltype(lanes), true>(d, len);
                 RotatedGroups<decltype(lanes), true>(d, len, nn, table);
             });
@@ -880,7 +794,7 @@ NUMORA_FFT_INLINE void Forward(typename P::T* d, int n, int m)
 }
 
 template <typename P>
-NUMORA_FFT_INLINE void Inverse(typename P::T* d, int n, int m)
+NUMORA_SIMD_INLINE void Inverse(typename P::T* d, int n, int m)
 {
     using T = typename P::T;
     if (m == 1) {
@@ -904,12 +818,12 @@ NUMORA_FFT_INLINE void Inverse(typename P::T* d, int n, int m)
     }
     for (; nn > last; nn /= 4) {
         const int len = n / nn;
-        WithRunVector<P>(len, [&](auto lanes) NUMORA_FFT_LAMBDA {
+        WithRunVector<P>(len, [&](auto lanes) NUMORA_SIMD_LAMBDA {
             FirstGroup<decltype(lanes), false>(d, len);
             RotatedGroups<decltype(lanes), false>(d, len, nn, table);
         });
     }
-    WithRunVector<P>(n / last, [&](auto lanes) NUMORA_FFT_LAMBDA {
+    WithRunVector<P>(n / last, [&](auto lanes) NUMORA_SIMD_LAMBDA {
         if (sixteen)
             OuterSixteenRuns<decltype(lanes), false>(d, n, table);
         else
@@ -927,42 +841,21 @@ void TransformSse2(double* d, int n, int m, bool forward)
     forward ? Forward<Sse2Double>(d, n, m) : Inverse<Sse2Double>(d, n, m);
 }
 
-#if defined(__x86_64__) || defined(__i386__)
-__attribute__((target("avx2"))) void TransformAvx2(float* d, int n, int m, bool forward)
+NUMORA_SIMD_AVX2 void TransformAvx2(float* d, int n, int m, bool forward)
 {
     forward ? Forward<Avx2Float>(d, n, m) : Inverse<Avx2Float>(d, n, m);
 }
 
-__attribute__((target("avx2"))) void TransformAvx2(double* d, int n, int m, bool forward)
+NUMORA_SIMD_AVX2 void TransformAvx2(double* d, int n, int m, bool forward)
 {
     forward ? Forward<Avx2Double>(d, n, m) : Inverse<Avx2Double>(d, n, m);
 }
-
-bool HasAvx2()
-{
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
-}
-#else
-// Elsewhere the 128-bit path is the only one.
-template <typename T>
-void TransformAvx2(T* d, int n, int m, bool forward)
-{
-    TransformSse2(d, n, m, forward);
-}
-
-bool HasAvx2()
-{
-    return false;
-}
-#endif
 
 }  // namespace
 
 bool FftPathAvailable(FftPath path)
 {
-    static const bool avx2 = HasAvx2();
-    return path == FftPath::Sse2 || avx2;
+    return path == FftPath::Sse2 || simd::Avx2PathRuns();
 }
 
 void RealTransform(FftPath path, float* data, int n, int m, bool forward)

@@ -29,7 +29,8 @@ TEST(APSAddRandomPhase, TurnsEachDrawIntoOneOf2048TablePhasesQuantisedInItsPreci
     SRand(30091);
     for (int k = 2048; k >= 1; --k) {  // the draw is quantised in float
         const int p = static_cast<int>(std::fmin(1.0f, static_cast<float>(Rand()) / 32767.0f) * 2048.0f);
-        const float w = static_cast<float>(k - 2), v = w > 0 ? static_cast<float>(std::sqrt(double{w})) : w;
+        const float w = static_cast<float>(k - 2);
+        const float v = w > 0 ? static_cast<float>(std::sqrt(static_cast<double>(w))) : w;
         ASSERT_EQ(static_cast<float>(SinStep(p + 512)) * v, s[2 * k]) << "line " << k;
         ASSERT_EQ(static_cast<float>(SinStep(p)) * v, s[2 * k + 1]) << "line " << k;
     }
@@ -83,7 +84,7 @@ TEST(RandomPhase, LoadAndDitherDrawOncePerLineFromLineOne)
     SRand(9);
     for (int k = 1; k < 5; ++k) {  // ascending; the load rounds its draw to float, the dither its move
         const float in = k == 2 ? 0.0f : p[k];
-        const double r = Rand() / 32767.0, d = std::fabs(double{0.1f * in});
+        const double r = Rand() / 32767.0, d = std::fabs(static_cast<double>(0.1f * in));
         EXPECT_EQ(static_cast<float>(r * (2 * M_PI) - M_PI), p[k]);
         EXPECT_EQ(in + static_cast<float>(r * (d + d) - d), q[k]);
     }

@@ -88,7 +88,7 @@ TEST(ArrayMean, SquaresInFloatSumsInDoubleAndEmptyLeavesOutputs)
     const std::vector<float> a = RandomFloats(257, 9u);
     double sum = 0.0, sumSquares = 0.0, mean = 0.0, meanSquare = 0.0;
     for (float x : a)
-        sum += double{x}, sumSquares += double{x * x};
+        sum += static_cast<double>(x), sumSquares += static_cast<double>(x * x);
     ArrayMean(a.data(), 257, mean, meanSquare);
     EXPECT_TRUE(SameBits(sum / 257.0, mean) && SameBits(sumSquares / 257.0, meanSquare));
     EXPECT_TRUE(SameBits(static_cast<float>(sum / 257.0), ArrayMean(a.data(), 257)));

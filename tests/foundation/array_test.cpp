@@ -60,7 +60,7 @@ TEST(ArrayArithmetic, AveragesScalesAndNormalizesInTheirPrecision)
     ArrayScaleDB(scaled.data(), v.data(), 37, -6.0f);
     ArrayScaleDB(inPlace.data(), inPlace.data(), 37, -6.0f);
     // The exponent is divided in float and raised in double.
-    const float s = static_cast<float>(std::pow(10.0, double{-6.0f / 20.0f}));
+    const float s = static_cast<float>(std::pow(10.0, static_cast<double>(-6.0f / 20.0f)));
     for (int i = 0; i < 37; ++i)
         ASSERT_TRUE(SameBits(s * v[i], inPlace[i]) && SameBits(scaled[i], inPlace[i])) << i;
 

@@ -45,7 +45,7 @@ TEST(ComplexMagAndPhase, WorkInTheirPrecisionAndGiveZeroPhaseForZero)
     ComplexMagInput(tiny, 5.0);  // both parts below the threshold: no phase
     EXPECT_TRUE(SameBits(5.0f, tiny.re) && SameBits(0.0f, tiny.im));
     // Near 90 degrees the cosine shows whether the phase went through float.
-    const double theta = double{static_cast<float>(std::atan2(1.0, double{0.001f}))};
+    const double theta = static_cast<double>(static_cast<float>(std::atan2(1.0, static_cast<double>(0.001f))));
     ComplexMagInput(w, 2.5);
     EXPECT_TRUE(SameBits(static_cast<float>(std::cos(theta) * 2.5), w.re));
 }
@@ -78,7 +78,7 @@ TEST(ComplexInitArrayDelay, ReducesWholeTurnsWithA32BitCount)
     complex out[7];
     ComplexInitArrayDelay(out, 3e10f, 7);
     for (int i = 0; i < 7; ++i) {
-        const double a = i * (double{3e10f} * 3.141592653589793 / 7.0), q = a / 6.283185307179586;
+        const double a = i * (static_cast<double>(3e10f) * 3.141592653589793 / 7.0), q = a / 6.283185307179586;
         const double x = a - (q < 2147483648.0 ? std::trunc(q) : -2147483648.0) * 6.283185307179586;
         EXPECT_TRUE(SameBits(static_cast<float>(std::cos(x)), out[i].re) &&
                     SameBits(static_cast<float>(std::sin(x)), out[i].im)) << i;

@@ -39,7 +39,7 @@ TEST(Conversions, UseTheirOwnConstantsAndCutPartialSamplesButNotBlocks)
 {
     EXPECT_EQ(0.707106781, Peak2RMS(1.0));              // not sqrt(0.5)
     EXPECT_TRUE(SameBits(5.0f * 0.001f, MV2V(5.0f)));  // float(5 * 0.001) differs
-    EXPECT_EQ(INT_MIN, S2MSn(NAN));         // a cut without an int
+    EXPECT_EQ(INT_MIN, S2MSn(static_cast<double>(NAN)));         // a cut without an int
     EXPECT_EQ(0xFFFFFFFFu, S2MSu(-0.001));  // negative wraps
     EXPECT_EQ(10ull, Duration2Samples(1.0, 10.5));
     EXPECT_EQ(0ull, Duration2Samples(-1.0, 10.0));
@@ -65,7 +65,7 @@ TEST(Freq2Index, RoundsByMethodInTheTwinsPrecisionAndClamps)
     EXPECT_EQ(0, Freq2Index(-25.0f, 10.0f, 0, qv::RoundMethodNearest));  // bottom first
     // 0.5f / 0.1f is 5 in float but 4.99999992... in double.
     EXPECT_EQ(5, Freq2Index(0.5f, 0.1f, qv::RoundMethodFloor));
-    EXPECT_EQ(4, Freq2Index(double{0.5f}, double{0.1f}, qv::RoundMethodFloor));
+    EXPECT_EQ(4, Freq2Index(static_cast<double>(0.5f), static_cast<double>(0.1f), qv::RoundMethodFloor));
     int i1 = -7, i2 = -7;
     FreqRange2Index(15.0f, 25.0f, 10.0f, i1, i2);
     EXPECT_TRUE(i1 == 1 && i2 == 3);
@@ -114,9 +114,9 @@ TEST(Decibels, FloorOnlyWhereRuledAndFloatTwinsRoundWhereTheyShould)
     const std::vector<float> xs = RandomFloats(500, 11u);
     for (size_t i = 0; i + 1 < xs.size(); ++i) {
         const float x = std::fabs(xs[i]) * 100.0f + 1e-3f, db = xs[i + 1] * 60.0f;
-        EXPECT_TRUE(SameBits(static_cast<float>(20.0 * std::log10(double{x})), DB20log(x)));
+        EXPECT_TRUE(SameBits(static_cast<float>(20.0 * std::log10(static_cast<double>(x))), DB20log(x)));
         // The quotient in float, the power in double, the product in float.
-        const float sf = static_cast<float>(std::pow(10.0, double{db / 3.0f}));
+        const float sf = static_cast<float>(std::pow(10.0, static_cast<double>(db / 3.0f)));
         EXPECT_TRUE(SameBits(sf, DBtoSF(db, 3.0f)));
         EXPECT_TRUE(SameBits(sf * x, ScaleByDB(x, db, 3.0f)));
     }

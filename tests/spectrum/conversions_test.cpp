@@ -22,10 +22,12 @@ TEST(SpectrumForms, ConversionsRoundAtTheirOwnStepsAndCountsBelowOneWriteNothing
     APStoPSD(in.data(), psd.data(), n, df);
     FRQtoPSD(in.data(), fpsd.data(), n, df);
     PSDtoFRQ(in.data(), frq.data(), n, df);
-    for (int i = 0; i < n; ++i)
-        EXPECT_TRUE(SameBits(static_cast<float>(static_cast<double>(in[i]) * (1.0 / double{df})), psd[i]) &&
+    for (int i = 0; i < n; ++i) {
+        const float density = static_cast<float>(static_cast<double>(in[i]) * (1.0 / static_cast<double>(df)));
+        EXPECT_TRUE(SameBits(density, psd[i]) &&
                     SameBits((in[i] * in[i]) / df, fpsd[i]) &&
                     SameBits(static_cast<float>(std::sqrt(static_cast<double>(in[i] * df))), frq[i])) << i;
+    }
     PSDtoFRQ(in.data(), in.data(), n, df);  // in place equals out of place
     EXPECT_TRUE(BitEqual(frq.data(), in.data(), n));
 
@@ -63,7 +65,8 @@ TEST(SpectrumForms, ComplexLinesFromPhaseOrSeededRandomPhase)
     FRQtoFFT(mag.data(), a.data(), n, 77);
     SRand(77u);
     for (int i = 0; i < n; ++i) {
-        const double m = mag[i], re = std::cos(double{phase[i]}) * m, im = std::sin(double{phase[i]}) * m;
+        const double m = static_cast<double>(mag[i]), angle = static_cast<double>(phase[i]);
+        const double re = std::cos(angle) * m, im = std::sin(angle) * m;
         EXPECT_TRUE(SameBits(static_cast<float>(re), p[i].re) && SameBits(static_cast<float>(im), p[i].im)) << i;
         // Line 0 is (0, 0); the others draw their phases in ascending order.
         const double x = i == 0 ? 0.0 : Rand() / 32767.0 * (2 * M_PI) - M_PI, mr = i == 0 ? 0.0 : m;

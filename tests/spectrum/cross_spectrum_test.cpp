@@ -26,7 +26,9 @@ TEST(FFTtoCPS, ModesFollowTheirReferenceFrameByFrame)
         for (int k = 1; k <= 5; ++k) {
             Floats a = numora_test::RandomFloats(2 * n, 10u + k), b = numora_test::RandomFloats(2 * n, 20u + k);
             const double w = 1.0 / (mode == 2 ? 3 : k);  // widened parts times w, old parts times 1 - w
-            auto blend = [w](double x, double old) { return static_cast<float>(x * w + old * (1.0 - w)); };
+            auto blend = [w](float x, float old) {
+                return static_cast<float>(static_cast<double>(x) * w + static_cast<double>(old) * (1.0 - w));
+            };
             for (int i = 0; i < n && (mode <= 2 || mode == 7) && mode >= 0; ++i) {
                 const complex p = L(a)[i], q = L(b)[i];
                 const float rr = p.re * q.re, ii = p.im * q.im, ir = p.im * q.re, ri = p.re * q.im;
@@ -63,9 +65,11 @@ TEST(TIMtoCPS, ScaledDelayedChannelGivesItsGainAndDelayAfterTheDriveCorrectionOf
                            false, true);
     // The frames now hold spectra: cps = 2.5 / sqrt 8 |B|^2 at the phase of the delay.
     for (int i = 0; i < lines; ++i) {
-        const double pb = std::norm(std::complex<double>(L(frameB)[i].re, L(frameB)[i].im));
+        const std::complex<double> b(static_cast<double>(L(frameB)[i].re), static_cast<double>(L(frameB)[i].im));
+        const double pb = std::norm(b);
         const std::complex<double> expected = std::polar(2.5 / std::sqrt(8.0) * pb, step * i * M_PI / 180);
-        EXPECT_LT(std::abs(std::complex<double>(cps[i].re, cps[i].im) - expected), 3e-5 * pb + 1e-6) << i;
+        const std::complex<double> actual(static_cast<double>(cps[i].re), static_cast<double>(cps[i].im));
+        EXPECT_LT(std::abs(actual - expected), 3e-5 * pb + 1e-6) << i;
     }
     EXPECT_NEAR(step * 5, FFTtoCPSPhase(L(frameA), L(frameB), 54.0f, 10.0f, lines), 2e-3);
     EXPECT_EQ(0.0f, FFTtoCPSPhase(L(frameA), L(frameB), 315.0f, 10.0f, lines));  // rounds to line 32

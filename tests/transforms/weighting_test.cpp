@@ -40,7 +40,8 @@ TEST(Weighting, AllFormsMatchCurveFormulasBitForBit)
         Weight_FFT(W(weight), reinterpret_cast<complex*>(fft.data()), n, 7.3f);
         Weight_FFT(W(weight), reinterpret_cast<complex_d*>(fftd.data()), n, 7.3);
         for (int j = 0; j < 2 * n; ++j) {  // line 0 is cleared by every weight
-            const double x = double{in[j / 2]}, y = double{in[j]}, g = RefGain(weight, j / 2 * double{7.3f});
+            const double x = static_cast<double>(in[j / 2]), y = static_cast<double>(in[j]);
+            const double g = RefGain(weight, j / 2 * static_cast<double>(7.3f));
             EXPECT_TRUE(SameBits(static_cast<float>(x * g), lin[j / 2]) && SameBits(static_cast<float>(y * g), fft[j]));
             EXPECT_TRUE(SameBits(static_cast<float>(x * (g * g)), pow[j / 2])) << weight << " " << j;
             EXPECT_TRUE(SameBits(y * RefGain(weight, j / 2 * 7.3), fftd[j]));
@@ -61,7 +62,7 @@ TEST(Weighting, CurvesMeetThePublishedThirdOctaveLevels)
     auto levelDb = [](int weight, float f) {
         float in[2] = {1.0f, 1.0f}, out[2];
         Weight_LinearSpec(W(weight), out, in, 2, f);  // line 1 stands at f
-        return 20.0 * std::log10(double{out[1]});
+        return 20.0 * std::log10(static_cast<double>(out[1]));
     };
     EXPECT_TRUE(std::fabs(levelDb(1, 1000.0f)) < 1e-3 && std::fabs(levelDb(2, 1000.0f)) < 1e-3);
     EXPECT_NEAR(-0.033, levelDb(3, 1000.0f), 5e-4);

@@ -67,8 +67,10 @@ TEST(PlainWindows, HannCorrelAndDecayFillAsDescribed)
     EXPECT_TRUE(t[0] == 1.0f && t[1] == 1.41421354f && t[4] == 1.0f && t[5] == static_cast<float>(std::exp(-0.75)));
     Floats table(50);
     WindowExpDecay(table.data(), 7, 50, 5);
-    for (int k = -5; k < 45; ++k)  // five flat ones, then a quotient rounded to float before exp
-        EXPECT_EQ(static_cast<float>(std::exp(double{k < 0 ? 0.0f : k * -7.0f / 45.0f})), table[5 + k]) << k;
+    for (int k = -5; k < 45; ++k) {  // five flat ones, then a quotient rounded to float before exp
+        const float exponent = k < 0 ? 0.0f : k * -7.0f / 45.0f;
+        EXPECT_EQ(static_cast<float>(std::exp(static_cast<double>(exponent))), table[5 + k]) << k;
+    }
 }
 
 TEST(TableApply, MultipliesFromStartInFloatOrDouble)
@@ -76,7 +78,7 @@ TEST(TableApply, MultipliesFromStartInFloatOrDouble)
     Floats table = RandomFloats(16, 1), in = RandomFloats(16, 2), f = in, out(16), c(16);
     std::vector<double> d = RandomDoubles(16, 3), ind = d;
     WindowApply(d.data(), table.data(), 16, 5);  // the table value is widened, the product taken in double
-    EXPECT_TRUE(SameBits(ind[4], d[4]) && SameBits(ind[5] * double{table[5]}, d[5]) && d[15] != ind[15]);
+    EXPECT_TRUE(SameBits(ind[4], d[4]) && SameBits(ind[5] * static_cast<double>(table[5]), d[5]) && d[15] != ind[15]);
     WindowApply(f.data(), table.data(), 16, -2);  // a negative start counts as 0
     WindowApply(out.data(), in.data(), table.data(), 16, -2);
     WindowApply(c.data(), in.data(), nullptr, 16, 9);        // no table: a copy of all values
@@ -123,14 +125,14 @@ TEST(WindowNormalisation, AmplitudeTablesAverageOnePowerTablesHaveUnitRmsAndFact
         w.fn(pow.data(), n, QV_WINDOWSCALE_POWER, &unused, &ampFactor);
         double sum = 0.0, sumSquares = 0.0;
         for (int i = 0; i < n; ++i) {
-            sum += double{amp[i]};
-            sumSquares += double{pow[i]} * double{pow[i]};
+            sum += static_cast<double>(amp[i]);
+            sumSquares += static_cast<double>(pow[i]) * static_cast<double>(pow[i]);
         }
         EXPECT_NEAR(1.0, sum / n, 2e-4) << w.ampScale;
         EXPECT_NEAR(1.0, std::sqrt(sumSquares / n), 2e-4) << w.powScale;
         // Under amplitude scale a broadband level reads high by amp/pow scale.
-        EXPECT_NEAR(rmsFactor, double{pow[n / 2]} / double{amp[n / 2]}, 1e-4);
-        EXPECT_NEAR(ampFactor, double{amp[n / 2]} / double{pow[n / 2]}, 2e-4);
+        EXPECT_NEAR(rmsFactor, static_cast<double>(pow[n / 2]) / static_cast<double>(amp[n / 2]), 1e-4);
+        EXPECT_NEAR(ampFactor, static_cast<double>(amp[n / 2]) / static_cast<double>(pow[n / 2]), 2e-4);
     }
 }
 
@@ -141,7 +143,7 @@ TEST(WindowExpDecay, ExponentialInDoubleAndDecaysOutsideTheIntRangeStillFall)
     Floats t(1024);
     WindowExpDecay(t.data(), 1, 1024, 0);
     for (int k = 0; k < 1024; ++k)
-        ASSERT_EQ(static_cast<float>(std::exp(double{static_cast<float>(-k) / 1024.0f})), t[k]) << k;
+        ASSERT_EQ(static_cast<float>(std::exp(static_cast<double>(static_cast<float>(-k) / 1024.0f))), t[k]) << k;
     // The set-up rounds a decay of 2.6 to 3.
     QV_WIND_SETUP s{};
     Floats three(8);
@@ -159,7 +161,8 @@ TEST(WindowExpDecay, ExponentialInDoubleAndDecaysOutsideTheIntRangeStillFall)
     WindowReset(&s);
     Floats fall(4096);
     WindowExpDecay(fall.data(), 1000000, 4096, 0);
-    EXPECT_TRUE(fall[0] == 1.0f && fall[1] == static_cast<float>(std::exp(double{-1e6f / 4096.0f})) && fall[4095] == 0.0f);
+    EXPECT_TRUE(fall[0] == 1.0f && fall[1] == static_cast<float>(std::exp(static_cast<double>(-1e6f / 4096.0f))) &&
+                fall[4095] == 0.0f);
     WindowExpDecay(fall.data(), INT_MAX, 64, 0);
     EXPECT_TRUE(fall[1] == 0.0f && fall[63] == 0.0f);
     WindowExpDecay(fall.data(), INT_MIN, 64, 0);
