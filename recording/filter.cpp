@@ -90,7 +90,7 @@ RecordFilter::RecordFilter(const FilterDesign& design, double sampleRate, int ch
     const float f2 = IsBand(design.shape) ? design.f2 : 0.0f;
     if (design.directForm) {
         CTimeFilter filter;
-        filter.params.rippleDb = design.rippleDb;
+        filter.rippleDb = design.rippleDb;
         filter.Initialize(design.f1, f2, rate, design.type, design.shape, design.order);
         if (filter.unstable)
             throw Error("the direct form of this " + FilterTypeName(design.type) + " " +
@@ -116,12 +116,12 @@ void RecordFilter::Process(float* const* data, int frames) {
 
 float RecordFilter::F1() const {
     const State& s = *state_;
-    return s.direct.empty() ? s.sections[0].F1() : s.direct[0].params.f1;
+    return s.direct.empty() ? s.sections[0].F1() : s.direct[0].f1;
 }
 
 float RecordFilter::F2() const {
     const State& s = *state_;
-    return s.direct.empty() ? s.sections[0].F2() : s.direct[0].params.f2;
+    return s.direct.empty() ? s.sections[0].F2() : s.direct[0].f2;
 }
 
 ResponsePoint RecordFilter::Response(double frequency) const {

@@ -35,7 +35,8 @@ struct PsdArgs {
     std::vector<std::string> bands;
     std::string profile;
     std::string unit = "g";
-    std::string output, plot;
+    std::string output;
+    std::vector<std::string> plots;
 };
 
 struct FrfArgs {
@@ -44,7 +45,8 @@ struct FrfArgs {
     int reference = 1, response = 2;
     SpectrumArgs spectrum;
     std::string referenceUnit = "g", responseUnit = "g";
-    std::string output, plot;
+    std::string output;
+    std::vector<std::string> plots;
 };
 
 struct SrsArgs {
@@ -58,7 +60,8 @@ struct SrsArgs {
     std::string response = "absolute";
     double startMs = 0.0, endMs = 0.0;
     std::string unit = "g";
-    std::string output, plot;
+    std::string output;
+    std::vector<std::string> plots;
 };
 
 struct DriveArgs {
@@ -69,7 +72,8 @@ struct DriveArgs {
     int frame = 8192;
     unsigned int seed = 1;
     std::string unit = "g";
-    std::string output, csv, plot;
+    std::string output, csv;
+    std::vector<std::string> plots;
 };
 
 struct FilterArgs {
@@ -80,7 +84,8 @@ struct FilterArgs {
     double f1 = 0.0, f2 = 0.0;
     double ripple = -1.0;
     bool direct = false;
-    std::string output, csv, plot;
+    std::string output, csv;
+    std::vector<std::string> plots;
 };
 
 struct IntegrateArgs {

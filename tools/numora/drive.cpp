@@ -12,7 +12,7 @@ namespace numora {
 namespace cli {
 
 int RunDrive(const DriveArgs& args) {
-    if (!args.plot.empty()) CheckPlotPath(args.plot);
+    for (const std::string& plot : args.plots) CheckPlotPath(plot);
     const std::string unit = CheckedUnit(args.unit);
     const rec::ProfileTable profile = rec::ReadProfile(args.profile);
     rec::DriveOptions options;
@@ -43,8 +43,8 @@ int RunDrive(const DriveArgs& args) {
                                          report.check.averages));
     Report(DescribeCheck("drive", args.profile, profile, report.comparison, unit));
     if (!args.csv.empty()) WritePsdCsv(args.csv, report.check, &report.comparison.curves);
-    if (!args.plot.empty())
-        WritePlot(args.plot, {PsdPanel("PSD of the drive " + args.output + " against " + args.profile + " (" +
+    if (!args.plots.empty())
+        WritePlots(args.plots, {PsdPanel("PSD of the drive " + args.output + " against " + args.profile + " (" +
                                            std::to_string(report.check.averages) + " averages)",
                                        unit, report.check, &report.comparison.curves)});
     return 0;

@@ -13,7 +13,7 @@ namespace numora {
 namespace cli {
 
 int RunFilter(const FilterArgs& args) {
-    if (!args.plot.empty()) CheckPlotPath(args.plot);
+    for (const std::string& plot : args.plots) CheckPlotPath(plot);
     rec::FilterDesign design;
     design.type = rec::ParseFilterType(args.type);
     design.shape = rec::ParseFilterShape(args.shape);
@@ -50,7 +50,7 @@ int RunFilter(const FilterArgs& args) {
         }
         csv.Commit();
     }
-    if (!args.plot.empty()) {
+    if (!args.plots.empty()) {
         Panel gain, phase;
         gain.title = "Response of the " + rec::FilterTypeName(design.type) + " " + rec::FilterShapeName(design.shape) +
                      " of order " + std::to_string(design.order) + " at " + edges;
@@ -72,7 +72,7 @@ int RunFilter(const FilterArgs& args) {
             p->xLabel = "Frequency (Hz)";
             p->logX = true;
         }
-        WritePlot(args.plot, {gain, phase});
+        WritePlots(args.plots, {gain, phase});
     }
     return 0;
 }

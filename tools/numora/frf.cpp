@@ -12,7 +12,7 @@ namespace numora {
 namespace cli {
 
 int RunFrf(const FrfArgs& args) {
-    if (!args.plot.empty()) CheckPlotPath(args.plot);
+    for (const std::string& plot : args.plots) CheckPlotPath(plot);
     const std::string refUnit = CheckedUnit(args.referenceUnit);
     const std::string respUnit = CheckedUnit(args.responseUnit);
     const rec::SpectrumOptions options = SpectrumFrom(args.spectrum);
@@ -52,7 +52,7 @@ int RunFrf(const FrfArgs& args) {
         }
         csv.Commit();
     }
-    if (!args.plot.empty()) {
+    if (!args.plots.empty()) {
         Panel gain, phase, coherence;
         gain.title = "H1 of " + r.responseName + " over " + r.referenceName + " (" + rec::WindowName(options.window) +
                      ", frame " + std::to_string(options.frameSize) + ", " + std::to_string(r.averages) + " averages)";
@@ -84,7 +84,7 @@ int RunFrf(const FrfArgs& args) {
         gain.series.push_back(g);
         phase.series.push_back(ph);
         coherence.series.push_back(c);
-        WritePlot(args.plot, {gain, phase, coherence});
+        WritePlots(args.plots, {gain, phase, coherence});
     }
     return 0;
 }

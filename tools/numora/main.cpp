@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
     psdCmd->add_option("--profile", psd.profile, "Test profile (CSV) to check against and draw");
     psdCmd->add_option("--unit", psd.unit, "Unit of the samples, for the report and the plot");
     psdCmd->add_option("-o,--output", psd.output, "CSV of the PSD with its frequency axis");
-    psdCmd->add_option("--plot", psd.plot, "Plot, .svg or .png");
+    psdCmd->add_option("--plot", psd.plots, "Plot, .svg or .png; repeatable");
 
     FrfArgs frf;
     CLI::App* frfCmd = app.add_subcommand("frf", "H1 frequency response (gain and phase) and coherence");
@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     frfCmd->add_option("--ref-unit", frf.referenceUnit, "Unit of the reference");
     frfCmd->add_option("--resp-unit", frf.responseUnit, "Unit of the response");
     frfCmd->add_option("-o,--output", frf.output, "CSV of gain, phase and coherence with the frequency axis");
-    frfCmd->add_option("--plot", frf.plot, "Plot, .svg or .png");
+    frfCmd->add_option("--plot", frf.plots, "Plot, .svg or .png; repeatable");
 
     DriveArgs drive;
     CLI::App* driveCmd = app.add_subcommand("drive", "Random drive that meets a profile, with its PSD as the check");
@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     driveCmd->add_option("--unit", drive.unit, "Unit of the profile's levels, for the report and the plot");
     driveCmd->add_option("-o,--output", drive.output, "The drive: .wav, .w64, .flac or .csv")->required();
     driveCmd->add_option("--csv", drive.csv, "CSV of the drive's PSD against the profile");
-    driveCmd->add_option("--plot", drive.plot, "Plot of the drive's PSD against the profile, .svg or .png");
+    driveCmd->add_option("--plot", drive.plots, "Plot of the drive's PSD against the profile, .svg or .png; repeatable");
 
     FilterArgs filter;
     CLI::App* filterCmd = app.add_subcommand("filter", "Filters a recording with a recursive (IIR) design");
@@ -93,7 +93,7 @@ int main(int argc, char** argv) {
                         "Run the exact direct form instead of second-order sections (modest orders and corners)");
     filterCmd->add_option("-o,--output", filter.output, "Filtered recording: .wav, .w64, .flac or .csv")->required();
     filterCmd->add_option("--csv", filter.csv, "CSV of the filter's response");
-    filterCmd->add_option("--plot", filter.plot, "Plot of the filter's response, .svg or .png");
+    filterCmd->add_option("--plot", filter.plots, "Plot of the filter's response, .svg or .png; repeatable");
 
     UnitsArgs units;
     CLI::App* unitsCmd = app.add_subcommand("units", "Lists the engineering units, or resolves unit strings");

@@ -182,5 +182,9 @@ void WritePlot(const std::string& path, const std::vector<Panel>& panels) {
     out.Commit();
 }
 
+void WritePlots(const std::vector<std::string>& paths, const std::vector<Panel>& panels) {
+    for (const std::string& path : paths) WritePlot(path, panels);
+}
+
 }  // namespace cli
 }  // namespace numora

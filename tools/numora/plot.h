@@ -36,6 +36,8 @@ void CheckPlotPath(const std::string& path);
 // Draws the panels top to bottom into path. Points that a log axis cannot
 // show (0 or below) are left out. Throws rec::Error.
 void WritePlot(const std::string& path, const std::vector<Panel>& panels);
+// WritePlot for each path.
+void WritePlots(const std::vector<std::string>& paths, const std::vector<Panel>& panels);
 
 }  // namespace cli
 }  // namespace numora

@@ -34,7 +34,7 @@ Band ParseBand(const std::string& text) {
 }  // namespace
 
 int RunPsd(const PsdArgs& args) {
-    if (!args.plot.empty()) CheckPlotPath(args.plot);
+    for (const std::string& plot : args.plots) CheckPlotPath(plot);
     const std::string unit = CheckedUnit(args.unit);
     const rec::SpectrumOptions options = SpectrumFrom(args.spectrum);
     std::vector<Band> bands;
@@ -75,11 +75,11 @@ int RunPsd(const PsdArgs& args) {
 
     const rec::ProfileCurves* curves = profile ? &checks[0].curves : nullptr;
     if (!args.output.empty()) WritePsdCsv(args.output, result, curves);
-    if (!args.plot.empty()) {
+    if (!args.plots.empty()) {
         const std::string title = "PSD of " + info.name + " (" + rec::WindowName(options.window) + ", frame " +
                                   std::to_string(options.frameSize) + ", " + Num(options.overlapPercent) +
                                   " % overlap, " + std::to_string(result.averages) + " averages)";
-        WritePlot(args.plot, {PsdPanel(title, unit, result, curves)});
+        WritePlots(args.plots, {PsdPanel(title, unit, result, curves)});
     }
     return 0;
 }
