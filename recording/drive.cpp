@@ -67,7 +67,7 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
         if (aps[static_cast<size_t>(k)] > 0.0f) firstLine = k;
     if (firstLine == 0)
         throw Error(profile.name + ": the profile holds no line of a " + std::to_string(n) +
-                    "-sample frame (lines every " + Number(s.axis.deltaF) + " Hz): make the frame longer");
+                    "-sample frame (lines every " + Number(static_cast<double>(s.axis.deltaF)) + " Hz): make the frame longer");
     s.targetRms = qv::math::RMS_APS(aps.data(), lastLine);
     s.clipLimit = static_cast<float>(options.clipSigma * s.targetRms);
 
@@ -136,7 +136,7 @@ DriveReport GenerateDrive(const ProfileTable& profile, const DriveOptions& optio
     DriveReport report;
     report.bands = generator.Bands();
     report.targetRms = generator.TargetRms();
-    report.clipLimit = generator.ClipLimit();
+    report.clipLimit = static_cast<double>(generator.ClipLimit());
     std::vector<float> block(static_cast<size_t>(n));
     const float* channels[1] = {block.data()};
     while (report.frames < total) {

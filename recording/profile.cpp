@@ -137,7 +137,7 @@ ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const Prof
         if (firstLine < 0) firstLine = k;
         lastLine = k;
         ++check.linesCompared;
-        const double db = qv::math::DB10log(psd[i] / c.level[i]);
+        const double db = static_cast<double>(qv::math::DB10log(psd[i] / c.level[i]));
         if (check.linesCompared == 1 || std::fabs(db) > std::fabs(check.worstDb)) {
             check.worstDb = db;
             check.worstFrequency = result.axis.Frequency(k);
@@ -148,9 +148,10 @@ ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const Prof
     if (check.linesCompared == 0)
         throw Error(profile.name + ": the profile (" + Number(profile.points.front().frequency) + " to " +
                     Number(profile.points.back().frequency) + " Hz) holds no line of the spectrum (lines every " +
-                    Number(result.axis.deltaF) + " Hz up to " + Number(result.axis.Frequency(result.axis.lastLine)) +
+                    Number(static_cast<double>(result.axis.deltaF)) + " Hz up to " + Number(result.axis.Frequency(result.axis.lastLine)) +
                     " Hz)");
-    check.referenceRms = qv::math::RMS_PSD_BLIM(c.level.data(), firstLine, lastLine, result.axis.deltaF);
+    check.referenceRms =
+        static_cast<double>(qv::math::RMS_PSD_BLIM(c.level.data(), firstLine, lastLine, result.axis.deltaF));
     check.measuredRms = qv::math::RMS_APS_BLIM(result.aps[static_cast<size_t>(channel)].data(), firstLine, lastLine);
     return check;
 }

@@ -1,6 +1,7 @@
 #include "recording/profile.h"
 
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
     EXPECT_NE(Refusal(t).find("abort limit -3 dB"), std::string::npos);
     t.points[1].abortDb = 6.0;
     t.points[1].sourceLine = 0;
-    t.points[1].alarmDb = NAN;
+    t.points[1].alarmDb = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(Refusal(t), "p.csv: breakpoint 2: alarm limit nan dB is not 0 or above");
     EXPECT_NE(Refusal(Table({{20, 1}})).find("at least 2 breakpoints"), std::string::npos);
     std::vector<ProfilePoint> many;

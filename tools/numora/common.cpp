@@ -69,7 +69,7 @@ std::string Num(double value, int digits) {
 void Report(const std::string& line) { std::printf("%s\n", line.c_str()); }
 
 std::string DescribeSpectrum(const rec::FrequencyAxis& axis, const rec::SpectrumOptions& options, int64_t averages) {
-    return "frame " + std::to_string(axis.frameSize) + " (lines every " + Num(axis.deltaF, 6) + " Hz to " +
+    return "frame " + std::to_string(axis.frameSize) + " (lines every " + Num(static_cast<double>(axis.deltaF), 6) + " Hz to " +
            Num(axis.Frequency(axis.lastLine), 6) + " Hz), " + rec::WindowName(options.window) + " window, " +
            Num(options.overlapPercent, 4) + " % overlap, " + rec::AveragingName(options.averaging) +
            " average of " + std::to_string(averages) + " frame" + (averages == 1 ? "" : "s");

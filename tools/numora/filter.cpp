@@ -34,7 +34,8 @@ int RunFilter(const FilterArgs& args) {
         rec::FilterRecord(*source, channels, design, *sink, bar.Callback());
     }
     const bool band = design.shape == qv::math::CTimeFilter::BandPass || design.shape == qv::math::CTimeFilter::BandStop;
-    const std::string edges = band ? Num(filter.F1(), 6) + " to " + Num(filter.F2(), 6) + " Hz" : Num(filter.F1(), 6) + " Hz";
+    const double f1 = static_cast<double>(filter.F1()), f2 = static_cast<double>(filter.F2());
+    const std::string edges = band ? Num(f1, 6) + " to " + Num(f2, 6) + " Hz" : Num(f1, 6) + " Hz";
     Report(args.output + ": " + std::to_string(channels.size()) + " channel" + (channels.size() == 1 ? "" : "s") +
            " of " + info.name + " through a " + rec::FilterTypeName(design.type) + " " +
            rec::FilterShapeName(design.shape) + " of order " + std::to_string(design.order) + " at " + edges +

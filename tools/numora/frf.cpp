@@ -38,7 +38,7 @@ int RunFrf(const FrfArgs& args) {
     const std::string gainUnit = respUnit + "/" + refUnit;
     Report("H1 of " + response.Info().name + " " + r.responseName + " over " + reference->Info().name + " " +
            r.referenceName + ": " + DescribeSpectrum(r.axis, options, r.averages));
-    Report("largest gain " + Num(r.gain[static_cast<size_t>(peak)]) + " " + gainUnit + " at " +
+    Report("largest gain " + Num(static_cast<double>(r.gain[static_cast<size_t>(peak)])) + " " + gainUnit + " at " +
            Num(r.axis.Frequency(peak), 6) + " Hz; mean coherence " +
            Num(coherenceSum / r.axis.lastLine, 4) + " over lines 1 to " + std::to_string(r.axis.lastLine));
 

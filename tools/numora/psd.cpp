@@ -66,7 +66,7 @@ int RunPsd(const PsdArgs& args) {
     for (size_t c = 0; c < channels.size(); ++c) {
         const std::string& name = result.channelNames[c];
         Report(name + ": " + Num(result.overallRms[c]) + " " + unit + " RMS overall (" +
-               Num(result.axis.deltaF, 6) + " to " + Num(result.axis.Frequency(result.axis.lastLine), 6) + " Hz)");
+               Num(static_cast<double>(result.axis.deltaF), 6) + " to " + Num(result.axis.Frequency(result.axis.lastLine), 6) + " Hz)");
         for (size_t b = 0; b < bands.size(); ++b)
             Report(name + ": " + Num(bandRms[c * bands.size() + b]) + " " + unit + " RMS from " +
                    Num(bands[b].low, 6) + " to " + Num(bands[b].high, 6) + " Hz");
