@@ -22,12 +22,6 @@ namespace rec {
 
 namespace {
 
-std::string Number(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.9g", value);
-    return text;
-}
-
 // The generator seeds of one drive: distinct for every band and seed, and
 // negative, which makes the generator seed itself on its first draw.
 int32_t BandSeed(unsigned int seed, int band) {
@@ -50,11 +44,11 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
     profile.Validate();
     s.axis = MakeFrequencyAxis(options.sampleRate, options.frameSize, true);
     if (!(options.clipSigma >= 0.0) || !std::isfinite(options.clipSigma))
-        throw Error("the clip " + Number(options.clipSigma) + " is not 0 (none) or a positive multiple of the RMS");
+        throw Error("the clip " + MessageNumber(options.clipSigma) + " is not 0 (none) or a positive multiple of the RMS");
     const double nyquist = options.sampleRate / 2.0;
     if (!(profile.points.back().frequency < nyquist))
-        throw Error(profile.name + ": the profile reaches " + Number(profile.points.back().frequency) +
-                    " Hz, not below half the sample rate (" + Number(nyquist) + " Hz)");
+        throw Error(profile.name + ": the profile reaches " + MessageNumber(profile.points.back().frequency) +
+                    " Hz, not below half the sample rate (" + MessageNumber(nyquist) + " Hz)");
 
     const int n = options.frameSize;
     const int lastLine = s.axis.lastLine;
@@ -67,7 +61,7 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
         if (aps[static_cast<size_t>(k)] > 0.0f) firstLine = k;
     if (firstLine == 0)
         throw Error(profile.name + ": the profile holds no line of a " + std::to_string(n) +
-                    "-sample frame (lines every " + Number(static_cast<double>(s.axis.deltaF)) + " Hz): make the frame longer");
+                    "-sample frame (lines every " + MessageNumber(static_cast<double>(s.axis.deltaF)) + " Hz): make the frame longer");
     s.targetRms = qv::math::RMS_APS(aps.data(), lastLine);
     s.clipLimit = static_cast<float>(options.clipSigma * s.targetRms);
 
@@ -121,12 +115,12 @@ const FrequencyAxis& DriveGenerator::Axis() const { return state_->axis; }
 DriveReport GenerateDrive(const ProfileTable& profile, const DriveOptions& options, BlockSink& sink,
                           const Progress& progress) {
     if (!(options.seconds > 0.0) || !std::isfinite(options.seconds))
-        throw Error("the drive's duration " + Number(options.seconds) + " s is not positive");
+        throw Error("the drive's duration " + MessageNumber(options.seconds) + " s is not positive");
     DriveGenerator generator(profile, options);
     const int n = options.frameSize;
     const int64_t total = static_cast<int64_t>(qv::math::Duration2Samples(options.seconds, options.sampleRate));
     if (total < n)
-        throw Error("a drive of " + Number(options.seconds) + " s (" + std::to_string(total) +
+        throw Error("a drive of " + MessageNumber(options.seconds) + " s (" + std::to_string(total) +
                     " samples) is shorter than one frame of " + std::to_string(n) + " samples");
     SpectrumOptions checkOptions;
     checkOptions.frameSize = n;

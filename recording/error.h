@@ -16,5 +16,8 @@ public:
     explicit Error(const std::string& message);
 };
 
+// A number as the messages show it: up to nine significant digits.
+std::string MessageNumber(double value);
+
 }  // namespace rec
 }  // namespace numora

@@ -17,31 +17,25 @@ namespace {
 const char* const kTypeNames[] = {"butterworth", "bessel", "chebyshev"};
 const char* const kShapeNames[] = {"lowpass", "highpass", "bandpass", "bandstop"};
 
-std::string Number(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.9g", value);
-    return text;
-}
-
 bool IsBand(CTimeFilter::Shape shape) { return shape == CTimeFilter::BandPass || shape == CTimeFilter::BandStop; }
 
 void Validate(const FilterDesign& d, double sampleRate) {
     if (d.order < 1 || d.order > 10) throw Error("filter order " + std::to_string(d.order) + " is not from 1 to 10");
     if (!(sampleRate > 0.0) || !std::isfinite(sampleRate))
-        throw Error("the sample rate " + Number(sampleRate) + " is not positive");
+        throw Error("the sample rate " + MessageNumber(sampleRate) + " is not positive");
     const double nyquist = sampleRate / 2.0;
     const char* first = IsBand(d.shape) ? "lower band edge" : "corner";
     if (!(d.f1 > 0.0f) || !(static_cast<double>(d.f1) < nyquist))
-        throw Error(std::string("the ") + first + " " + Number(static_cast<double>(d.f1)) +
-                    " Hz is not between 0 and half the sample rate (" + Number(nyquist) + " Hz)");
+        throw Error(std::string("the ") + first + " " + MessageNumber(static_cast<double>(d.f1)) +
+                    " Hz is not between 0 and half the sample rate (" + MessageNumber(nyquist) + " Hz)");
     if (IsBand(d.shape)) {
         if (!(d.f2 > 0.0f) || !(static_cast<double>(d.f2) < nyquist))
-            throw Error("the upper band edge " + Number(static_cast<double>(d.f2)) +
-                        " Hz is not between 0 and half the sample rate (" + Number(nyquist) + " Hz)");
-        if (d.f1 == d.f2) throw Error("the band edges are both " + Number(static_cast<double>(d.f1)) + " Hz");
+            throw Error("the upper band edge " + MessageNumber(static_cast<double>(d.f2)) +
+                        " Hz is not between 0 and half the sample rate (" + MessageNumber(nyquist) + " Hz)");
+        if (d.f1 == d.f2) throw Error("the band edges are both " + MessageNumber(static_cast<double>(d.f1)) + " Hz");
     }
     if (d.type == CTimeFilter::Chebyshev && !(d.rippleDb < 0.0f))
-        throw Error("the Chebyshev ripple " + Number(static_cast<double>(d.rippleDb)) + " dB is not below 0");
+        throw Error("the Chebyshev ripple " + MessageNumber(static_cast<double>(d.rippleDb)) + " dB is not below 0");
 }
 
 std::string DesignRefused(int code) {

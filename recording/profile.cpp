@@ -17,12 +17,6 @@ namespace {
 constexpr int kMaxPoints = 500;
 constexpr float kFloor = 1e-30f;  // what the library writes outside a table or for a limit that is off
 
-std::string Number(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.9g", value);
-    return text;
-}
-
 std::string Where(const ProfileTable& profile, size_t i) {
     const ProfilePoint& p = profile.points[i];
     if (p.sourceLine > 0) return profile.name + ":" + std::to_string(p.sourceLine) + ": ";
@@ -40,24 +34,24 @@ void ProfileTable::Validate() const {
     for (size_t i = 0; i < n; ++i) {
         const ProfilePoint& p = points[i];
         if (!std::isfinite(p.frequency) || p.frequency < 0.0)
-            throw Error(Where(*this, i) + "frequency " + Number(p.frequency) + " is not a frequency of 0 or above");
+            throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " is not a frequency of 0 or above");
         if (i > 0 && !(p.frequency > points[i - 1].frequency))
-            throw Error(Where(*this, i) + "frequency " + Number(p.frequency) + " Hz does not rise above the " +
-                        Number(points[i - 1].frequency) + " Hz before it: breakpoints must ascend");
+            throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " Hz does not rise above the " +
+                        MessageNumber(points[i - 1].frequency) + " Hz before it: breakpoints must ascend");
         if (!std::isfinite(p.level) || p.level < 0.0)
-            throw Error(Where(*this, i) + "level " + Number(p.level) + " is not a level of 0 or above");
+            throw Error(Where(*this, i) + "level " + MessageNumber(p.level) + " is not a level of 0 or above");
         if (!std::isfinite(p.alarmDb) || p.alarmDb < 0.0)
-            throw Error(Where(*this, i) + "alarm limit " + Number(p.alarmDb) + " dB is not 0 or above");
+            throw Error(Where(*this, i) + "alarm limit " + MessageNumber(p.alarmDb) + " dB is not 0 or above");
         if (!std::isfinite(p.abortDb) || p.abortDb < 0.0)
-            throw Error(Where(*this, i) + "abort limit " + Number(p.abortDb) + " dB is not 0 or above");
+            throw Error(Where(*this, i) + "abort limit " + MessageNumber(p.abortDb) + " dB is not 0 or above");
     }
     for (size_t i = 1; i < n; ++i) {
         if (points[i].segment != Segment::Log) continue;
         for (size_t end : {i - 1, i}) {
             if (!(points[end].level > 0.0))
-                throw Error(Where(*this, end) + "level " + Number(points[end].level) +
+                throw Error(Where(*this, end) + "level " + MessageNumber(points[end].level) +
                             " is not positive, but the segment to the breakpoint at " +
-                            Number(points[i].frequency) + " Hz is logarithmic");
+                            MessageNumber(points[i].frequency) + " Hz is logarithmic");
             if (!(points[end].frequency > 0.0))
                 throw Error(Where(*this, end) + "frequency 0 cannot end a logarithmic segment");
         }
@@ -146,9 +140,9 @@ ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const Prof
         if (c.abortHigh[i] > 0.0f && (psd[i] > c.abortHigh[i] || psd[i] < c.abortLow[i])) ++check.beyondAbort;
     }
     if (check.linesCompared == 0)
-        throw Error(profile.name + ": the profile (" + Number(profile.points.front().frequency) + " to " +
-                    Number(profile.points.back().frequency) + " Hz) holds no line of the spectrum (lines every " +
-                    Number(static_cast<double>(result.axis.deltaF)) + " Hz up to " + Number(result.axis.Frequency(result.axis.lastLine)) +
+        throw Error(profile.name + ": the profile (" + MessageNumber(profile.points.front().frequency) + " to " +
+                    MessageNumber(profile.points.back().frequency) + " Hz) holds no line of the spectrum (lines every " +
+                    MessageNumber(static_cast<double>(result.axis.deltaF)) + " Hz up to " + MessageNumber(result.axis.Frequency(result.axis.lastLine)) +
                     " Hz)");
     check.referenceRms =
         static_cast<double>(qv::math::RMS_PSD_BLIM(c.level.data(), firstLine, lastLine, result.axis.deltaF));

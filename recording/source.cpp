@@ -12,12 +12,6 @@ namespace rec {
 
 namespace {
 
-std::string FormatNumber(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.9g", value);
-    return text;
-}
-
 // Throws for the first sample of a block that is not finite.
 void CheckFinite(const RecordInfo& info, int channel, const float* samples, int frames,
                  int64_t firstFrame) {
@@ -27,7 +21,7 @@ void CheckFinite(const RecordInfo& info, int channel, const float* samples, int 
         const char* what = std::isnan(samples[i]) ? "NaN" : (samples[i] > 0 ? "+infinity" : "-infinity");
         throw Error(info.name + ": " + info.channelNames[static_cast<size_t>(channel)] + " holds " + what +
                     " at sample " + std::to_string(index) + " (" +
-                    FormatNumber(static_cast<double>(index) / info.sampleRate) + " s)");
+                    MessageNumber(static_cast<double>(index) / info.sampleRate) + " s)");
     }
 }
 
@@ -46,7 +40,7 @@ ArraySource::ArraySource(const float* samples, int64_t frames, int channels, dou
                          std::string name)
     : samples_(samples) {
     if (!(sampleRate > 0.0) || !std::isfinite(sampleRate))
-        throw Error(name + ": the sample rate " + FormatNumber(sampleRate) + " is not positive");
+        throw Error(name + ": the sample rate " + MessageNumber(sampleRate) + " is not positive");
     if (channels < 1) throw Error(name + ": a record needs at least one channel");
     if (frames < 0) throw Error(name + ": a negative frame count");
     info_.name = std::move(name);

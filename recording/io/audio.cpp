@@ -14,19 +14,6 @@
 namespace numora {
 namespace rec {
 
-namespace {
-
-std::string Extension(const std::string& path) {
-    const size_t dot = path.find_last_of('.');
-    const size_t slash = path.find_last_of('/');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
-    std::string ext = path.substr(dot + 1);
-    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
-}
-
-}  // namespace
-
 SoundFileSource::SoundFileSource(const std::string& path) {
     // The system's reason for a file that cannot be opened at all is clearer
     // than libsndfile's.
@@ -72,7 +59,7 @@ double SoundFileSource::Fraction() const {
 
 SoundFileSink::SoundFileSink(const std::string& path, double sampleRate, int channels)
     : out_(path), channels_(channels) {
-    const std::string ext = Extension(path);
+    const std::string ext = FileExtension(path);
     SF_INFO sf{};
     if (ext == "wav") {
         sf.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;

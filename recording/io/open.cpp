@@ -12,17 +12,8 @@ namespace rec {
 
 namespace {
 
-std::string Extension(const std::string& path) {
-    const size_t dot = path.find_last_of('.');
-    const size_t slash = path.find_last_of('/');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
-    std::string ext = path.substr(dot + 1);
-    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
-}
-
 bool IsCsv(const std::string& path) {
-    const std::string ext = Extension(path);
+    const std::string ext = FileExtension(path);
     return ext == "csv" || ext == "txt";
 }
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -17,6 +18,15 @@ namespace {
 std::atomic<int> tempCounter{0};
 
 }  // namespace
+
+std::string FileExtension(const std::string& path) {
+    const size_t dot = path.find_last_of('.');
+    const size_t slash = path.find_last_of('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
+    std::string ext = path.substr(dot + 1);
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ext;
+}
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
     const size_t slash = path_.find_last_of('/');

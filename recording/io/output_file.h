@@ -10,6 +10,10 @@
 namespace numora {
 namespace rec {
 
+// The extension of a file name in lower case, without the dot; empty when
+// there is none.
+std::string FileExtension(const std::string& path);
+
 class OutputFile {
 public:
     // Chooses the temporary name next to path; creates nothing yet.

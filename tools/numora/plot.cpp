@@ -16,14 +16,6 @@ namespace cli {
 
 namespace {
 
-std::string Extension(const std::string& path) {
-    const size_t dot = path.find_last_of('.');
-    if (dot == std::string::npos || path.find('/', dot) != std::string::npos) return std::string();
-    std::string ext = path.substr(dot + 1);
-    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
-}
-
 // PLplot ends the process on a fatal error; the temporary file goes first.
 const std::string* plotTemp = nullptr;
 
@@ -153,7 +145,7 @@ void DrawPanel(const Panel& panel) {
 }  // namespace
 
 void CheckPlotPath(const std::string& path) {
-    const std::string ext = Extension(path);
+    const std::string ext = rec::FileExtension(path);
     if (ext != "svg" && ext != "png")
         throw rec::Error("cannot tell the plot format of '" + path + "': name it .svg or .png");
 }
@@ -166,7 +158,7 @@ void WritePlot(const std::string& path, const std::vector<Panel>& panels) {
     plotTemp = &out.TempPath();
     plsexit(OnPlplotExit);
 
-    plsdev(Extension(path) == "svg" ? "svg" : "pngcairo");
+    plsdev(rec::FileExtension(path) == "svg" ? "svg" : "pngcairo");
     plsfnam(out.TempPath().c_str());
     const int height = 300 + 300 * static_cast<int>(panels.size());
     plspage(0.0, 0.0, 1100, std::min(height, 1300), 0, 0);
