@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "numora/foundation/scalar.h"
@@ -67,6 +69,11 @@ int RunFilter(const FilterArgs& args) {
             ph.x.push_back(p.frequency);
             ph.y.push_back(p.phaseDeg);
         }
+        // The pass band and 120 dB below it.
+        double top = -1e300;
+        for (double db : g.y) top = std::max(top, db);
+        gain.yMax = 10.0 * std::ceil(top / 10.0) + 10.0;
+        gain.yMin = gain.yMax - 130.0;
         gain.series.push_back(g);
         phase.series.push_back(ph);
         for (Panel* p : {&gain, &phase}) {
