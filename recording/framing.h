@@ -5,8 +5,9 @@
 #include <vector>
 
 // Framing of a record: frames of a fixed size that start a hop apart, so that
-// consecutive frames overlap by frameSize - hop samples. Only whole frames
-// are made; the samples after the last whole frame are left out.
+// consecutive frames overlap by frameSize - hop samples.
+// choice: only whole frames are made; the samples after the last whole frame
+// are left out rather than padded, as Welch's method does.
 
 namespace numora {
 namespace rec {

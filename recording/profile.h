@@ -10,9 +10,10 @@
 // in decibels around the level, and the check of a measured spectrum
 // against them.
 //
-// Limits are power decibels (10 log10 of a PSD ratio): a 3 dB alarm lies at
-// twice and half the level. Within a segment the limits of its upper
-// breakpoint hold, as the library's breakpoint tables have it.
+// choice: limits are power decibels (10 log10 of a PSD ratio): a 3 dB alarm
+// lies at twice and half the level, as test engineers read a PSD tolerance.
+// Within a segment the limits of its upper breakpoint hold, as the library's
+// breakpoint tables have it.
 
 namespace numora {
 namespace rec {

@@ -105,6 +105,8 @@ void CheckChannel(const RecordInfo& info, int channel);
 // index and time. Every block but the last holds blockFrames frames,
 // however the source delivers them, so block boundaries depend on the block
 // size alone. Allocates only when constructed.
+// choice: only the chosen channels are checked; a NaN in a channel that is
+// not analysed does not stop the analysis of the others.
 class ChannelReader {
 public:
     // channels: indices into the source's channels (each checked). Every

@@ -22,6 +22,14 @@
 // lines of a broadband signal keep their level, so the PSD and the RMS over a
 // band are right as they stand; the RMS of a whole spectrum sums lines 1 to
 // lastLine and leaves out the mean.
+//
+// choice: the windows are always power-normalised: these are broadband
+// measures, and a sine's amplitude is not read from them.
+// choice: frames are averaged over lines 0 to lastLine only, so the
+// whole-frame holds (max-line, max-power, max-band3) score a frame by the
+// band that is kept, not by the anti-aliasing filter's roll-off.
+// choice: the float frame chain runs at every frame size; its results agree
+// with a double-precision Welch estimate to about 1e-5.
 
 namespace numora {
 namespace rec {

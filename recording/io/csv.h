@@ -82,6 +82,12 @@ CsvTable ReadCsvTable(const std::string& path);
 // a whole rate. Every later row must follow the one before by one sample
 // within half a sample. A file without a time column needs its rate from the
 // caller. Channel names come from the header, else ch1, ch2, ...
+// choice: the rate comes from the mean spacing of many rows, not from the
+// first two, since times printed with few digits make single steps uneven;
+// a rate within a millionth of a whole number is taken as whole, as
+// acquisition systems' rates are.
+// choice: a time that breaks the spacing by half a sample or more (a missing
+// or repeated row) is refused rather than resampled.
 class CsvSource : public BlockSource {
 public:
     // sampleRate 0: take it from the time column. Throws Error for a file
