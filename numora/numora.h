@@ -37,6 +37,9 @@
 
 #include "numora/analysis/interpolator.h"
 #include "numora/analysis/time_filter.h"
+#include "numora/analysis/srs.h"
+#include "numora/analysis/order.h"
+#include "numora/analysis/integration.h"
 
 #include "numora/units/eu_tables.h"
 #include "numora/units/eu_ops.h"

@@ -1,0 +1,126 @@
+#include "numora/analysis/order.h"
+
+#include <cmath>
+#include <vector>
+
+#include "tests/support/support.h"
+
+using namespace qv::math;
+using numora_test::SameBits;
+
+namespace {
+
+const double kPi = 3.141592653589793;
+
+// A record for one frequency with its vector built.
+struct Tracker {
+    ordinfo info;
+    Tracker(double frequency, double sampleRate, int halfLength)
+    {
+        info.frequency = frequency;
+        info.sampleRate = sampleRate;
+        info.halfLength = halfLength;
+        Order_GenVec(&info);
+    }
+    ~Tracker() { Order_FreeVec(&info); }
+};
+
+TEST(OrderExtract, RecoversAmplitudeAndPhaseOfEachTrackedToneAtTheCentreWithoutAllocating)
+{
+    // Two tones 37 lines of the 512-sample stretch apart, t counted from its
+    // centre, and one sample of junk after it.
+    const int L = 256;
+    const double tones[2][3] = {{1.7, 0.0371, 35.0}, {0.6, 0.11, -120.0}};
+    std::vector<float> x(2 * L + 1, 1000.0f);
+    for (int j = 0; j < 2 * L; ++j) {
+        double v = 0.0;
+        for (const auto& t : tones)
+            v += t[0] * std::cos(2.0 * kPi * t[1] * (j - L + 0.5) + t[2] * kPi / 180.0);
+        x[j] = static_cast<float>(v);
+    }
+    for (const auto& t : tones) {
+        Tracker tr(t[1] * 51200.0, 51200.0, L);
+        const std::size_t before = numora_test::AllocationCount();
+        Order_Extract(&tr.info, x.data(), 2 * L + 1);
+        EXPECT_EQ(before, numora_test::AllocationCount());
+        EXPECT_NEAR(t[0], tr.info.magnitude, 1e-4 * t[0]);
+        const double phase = std::atan2(static_cast<double>(tr.info.im), static_cast<double>(tr.info.re));
+        EXPECT_NEAR(t[2], phase * 180.0 / kPi, 1e-3);
+        EXPECT_EQ(1000.0f, tr.info.maximum);  // statistics cover the whole block
+    }
+}
+
+TEST(OrderGenVec, HalfHannTimesConjugatePhasorAndAFailedBuildLeavesNoVector)
+{
+    const int L = 37;
+    Tracker tr(3.0, 97.0, L);  // per revolution: order 3 at 97 samples a turn
+    std::vector<float> ref(2 * L);
+    for (int k = 0; k < L; ++k) {
+        const double a = (2 * k + 1) * kPi;
+        const double h = (std::cos(a / (2 * L)) + 1.0) * (1.0 / L);
+        ref[2 * k] = static_cast<float>(std::cos(a * 3.0 / 97.0) * h);
+        ref[2 * k + 1] = static_cast<float>(std::sin(a * 3.0 / 97.0) * -h);
+    }
+    EXPECT_TRUE(numora_test::BitEqual(ref.data(), tr.info.vector, 2 * L));
+    EXPECT_EQ(3.0, tr.info.vectorFrequency);
+
+    tr.info.frequency = 5.0;
+    tr.info.halfLength = -1;
+    Order_GenVec(&tr.info);
+    EXPECT_EQ(nullptr, tr.info.vector);
+    EXPECT_EQ(3.0, tr.info.vectorFrequency);
+}
+
+TEST(OrderExtract, ProductsInFloatAndHalvesSummedApartThenAdded)
+{
+    // Frequency 0, L = 2: the pure half window h0 = (cos(pi/4) + 1) / 2, h1 = (cos(3pi/4) + 1) / 2.
+    Tracker tr(0.0, 1.0, 2);
+    const float h0 = static_cast<float>(0.8535533905932737), h1 = static_cast<float>(0.14644660940672624);
+    ASSERT_EQ(h0, tr.info.vector[0]);
+    ASSERT_EQ(h1, tr.info.vector[2]);
+    EXPECT_TRUE(SameBits(-0.0f, tr.info.vector[1]) && SameBits(-0.0f, tr.info.vector[3]));
+    auto p = [](float a, float b) { return static_cast<double>(a * b); };
+    auto d = [](float a, float b) { return static_cast<double>(a) * static_cast<double>(b); };
+
+    // The back half walks down from sample 1, the front half up from sample 2.
+    // The big products cancel only between the halves, so one running sum
+    // would keep the 0.1s that the separate half sums lose.
+    float x[4] = {0.1f, 0x1p60f, -0x1p60f, 0.1f};
+    Order_Extract(&tr.info, x, 4);
+    ASSERT_NE(0.0, ((p(x[1], h0) + p(x[0], h1)) + p(x[2], h0)) + p(x[3], h1));
+    EXPECT_EQ(0.0, tr.info.power);
+
+    float y[4] = {0.1f, 0.3f, 0.7f, 0.9f};
+    Order_Extract(&tr.info, y, 4);
+    const double sum = (p(y[1], h0) + p(y[0], h1)) + (p(y[2], h0) + p(y[3], h1));
+    ASSERT_NE(sum, (d(y[1], h0) + d(y[0], h1)) + (d(y[2], h0) + d(y[3], h1)));
+    EXPECT_EQ(sum * sum, tr.info.power);
+    EXPECT_EQ(0.0f, tr.info.im);
+}
+
+TEST(OrderExtract, StatisticsInDoubleWithStrictExtremesAndNoRootOfANegative)
+{
+    Tracker tr(0.0, 1.0, 0);  // L = 0: correlation 0, statistics still computed
+    float x[4] = {3.0f, -5.0f, 1.0f, 2.0f};
+    Order_Extract(&tr.info, x, 4);
+    const float got[] = {tr.info.minimum, tr.info.maximum, tr.info.peak, tr.info.mean,
+                         tr.info.meanSquare, tr.info.stdDev, tr.info.re};
+    const float want[] = {-5.0f, 3.0f, 5.0f, 0.25f, 9.75f, static_cast<float>(std::sqrt(9.6875)), 0.0f};
+    EXPECT_TRUE(numora_test::BitEqual(want, got, 7));
+
+    // The first of equal extremes stays: +0 then -0 keeps +0 as minimum.
+    float z[2] = {0.0f, -0.0f};
+    Order_Extract(&tr.info, z, 2);
+    EXPECT_TRUE(SameBits(0.0f, tr.info.minimum));
+    Order_Extract(&tr.info, z + 1, 1);  // n = 1: every statistic is the sample
+    EXPECT_TRUE(SameBits(-0.0f, tr.info.maximum) && SameBits(0.0f, tr.info.peak));
+
+    // A constant block whose q - m^2 comes out at -0x1.2p-48 reports that, not a NaN.
+    std::vector<float> flat(100, 0x1.5a3042p+0f);
+    Order_Extract(&tr.info, flat.data(), 100);
+    EXPECT_EQ(-0x1.2p-48f, tr.info.stdDev);
+    Order_Extract(&tr.info, x, 0);  // n < 1 leaves the record alone
+    EXPECT_EQ(-0x1.2p-48f, tr.info.stdDev);
+}
+
+}  // namespace

@@ -1,0 +1,358 @@
+#include "numora/analysis/srs.h"
+#include "numora/analysis/srs_detail.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include "tests/support/support.h"
+
+using namespace qv::math;
+using namespace numora_test;
+
+namespace {
+
+const double kPi = 3.141592653589793;
+const QV_SRS_TYPE kAbs = QV_SRS_ABSOLUTE_ACCEL;
+const QV_SRS_TYPE kRel = QV_SRS_RELATIVE_DISP;
+
+using SrsFilter = decltype(&TIMtoSRS);
+
+// The seven spectra, then freq, of one call; unwritten values hold the sentinel.
+struct Srs {
+    std::array<std::vector<float>, 8> out;
+    int count = 0;
+    float at(int spectrum, int band) const { return out[spectrum][band]; }
+    bool untouched() const
+    {
+        return std::all_of(out.begin(), out.end(), [](const std::vector<float>& a) { return HoldsSentinel(a.data(), 1000); });
+    }
+};
+
+template <typename Filter>
+Srs RunSrs(Filter filter, const std::vector<float>& x, float fs, float zeta, QV_SRS_TYPE type, int perOctave,
+           float fLow, float fHigh, float startMs = 0, float endMs = 0, float defaultEndMs = 0)
+{
+    Srs r;
+    for (auto& a : r.out) {
+        a.resize(1000);
+        FillSentinel(a.data(), 1000);
+    }
+    auto& o = r.out;
+    r.count = filter(x.data(), static_cast<int>(x.size()), fs, zeta, type, perOctave, defaultEndMs, o[0].data(),
+                     o[1].data(), o[2].data(), o[3].data(), o[4].data(), o[5].data(), o[6].data(), o[7].data(),
+                     fLow, fHigh, startMs, endMs);
+    return r;
+}
+
+// One band of the impulse-invariant filter written out from its formulas:
+// samples start..end, then 1.1 periods of f with input 0. The seven values.
+std::array<float, 7> FloatModel(const std::vector<float>& x, int start, int end, float fs, float zeta,
+                                QV_SRS_TYPE type, float f)
+{
+    const float s = static_cast<float>(std::sqrt(1.0 - static_cast<double>(zeta * zeta)));
+    const float w = f * 6.2831855f, wT = w * (1.0f / fs), ex = -(wT * zeta);
+    const float c = static_cast<float>(std::cos(static_cast<double>(wT * s)));
+    const float sn = static_cast<float>(std::sin(static_cast<double>(wT * s)));
+    const float E = static_cast<float>(std::exp(static_cast<double>(ex)));
+    const float E2 = static_cast<float>(std::exp(static_cast<double>(2.0f * ex)));
+    const float b1 = (2.0f * c - E) * E, a0 = type == kAbs ? -2.0f * ex : 0.0f;
+    const float a1 = (type == kAbs ? sn * (1.0f - 2.0f * zeta * zeta) - 2.0f * zeta * s * c : sn) * E * w * (1.0f / fs) / s;
+    const int last = end + static_cast<int>(fs * 1.1f / f);
+    float x1 = 0, y1 = 0, y2 = 0, m[4] = {0, 0, 0, 0};
+    for (int k = start; k <= last; ++k) {
+        const float in = k <= end ? x[k] : 0.0f;
+        const float y = (a1 * x1 + a0 * in) + b1 * y1 - E2 * (y2 - y1);
+        x1 = in, y2 = y1, y1 = y;
+        float* pair = k <= end ? m : m + 2;
+        pair[y >= 0 ? 0 : 1] = std::max(pair[y >= 0 ? 0 : 1], std::fabs(y));
+    }
+    return {m[0], m[1], m[2], m[3], std::max({m[0], m[1], m[2], m[3]}), std::max(m[0], m[2]), std::max(m[1], m[3])};
+}
+
+// Every band of r against FloatModel, bit for bit.
+::testing::AssertionResult MatchesFloatModel(const Srs& r, const std::vector<float>& x, int start, int end, float fs,
+                                             float zeta, QV_SRS_TYPE type)
+{
+    for (int band = 0; band < r.count; ++band) {
+        const std::array<float, 7> model = FloatModel(x, start, end, fs, zeta, type, r.at(7, band));
+        for (int k = 0; k < 7; ++k)
+            if (!SameBits(model[k], r.at(k, band)))
+                return ::testing::AssertionFailure() << "band " << band << " spectrum " << k << ": " << model[k] << " vs " << r.at(k, band);
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Largest |response| to a half-sine base acceleration of amplitude 1 and
+// duration 1 of an oscillator at tau Hz: the closed-form solution during the
+// pulse and for 1.5 periods after it, on a fine grid. Absolute acceleration,
+// or relative displacement times w^2.
+double ExactHalfSine(double tau, double zeta, QV_SRS_TYPE type)
+{
+    // Undamped is taken as zeta = 1e-9: it keeps the closed form clear of the
+    // resonance at tau = 0.5 and changes the result by less than 1e-7.
+    zeta = std::max(zeta, 1e-9);
+    const double w = 2 * kPi * tau, W = kPi, a = zeta * w, wd = w * std::sqrt(1 - zeta * zeta);
+    // Relative motion z'' + 2 zeta w z' + w^2 z = -sin(Wt): forced part Im(G e^{jWt}), G = gr + j gi.
+    const double dr = w * w - W * W, di = 2 * zeta * w * W, den = dr * dr + di * di, gr = -dr / den, gi = di / den;
+    double best = 0, z = 0, v = 0;
+    // Adds the free part e^{-at} (d1 cos wd t + d2 sin wd t) to z and z', and keeps the largest response.
+    auto ring = [&](double t, double d1, double d2) {
+        const double e = std::exp(-a * t), c = std::cos(wd * t), s = std::sin(wd * t);
+        z += e * (d1 * c + d2 * s);
+        v += e * ((wd * d2 - a * d1) * c - (a * d2 + wd * d1) * s);
+        best = std::max(best, std::fabs(type == kAbs ? 2 * zeta * w * v + w * w * z : w * w * z));
+    };
+    const int steps = 100000;
+    for (int k = 0; k <= steps; ++k) {
+        const double t = static_cast<double>(k) / steps;
+        z = gi * std::cos(W * t) + gr * std::sin(W * t);
+        v = W * (gr * std::cos(W * t) - gi * std::sin(W * t));
+        ring(t, -gi, (-W * gr - a * gi) / wd);  // at rest at t = 0
+    }
+    const double d1 = z, d2 = (v + a * z) / wd;
+    for (int k = 0; k <= steps; ++k) {
+        z = v = 0;
+        ring(1.5 / tau * k / steps, d1, d2);
+    }
+    return best;
+}
+
+// Relative error of the maximax of the 1000 Hz band for a half-sine of
+// `samples` samples sampled at ratio * 1000 Hz.
+double HalfSineError(SrsFilter filter, double ratio, int samples, float zeta, QV_SRS_TYPE type = kAbs)
+{
+    std::vector<float> x(static_cast<size_t>(samples) + 2, 0.0f);
+    for (int k = 0; k <= samples; ++k)
+        x[static_cast<size_t>(k)] = static_cast<float>(std::sin(kPi * k / samples));
+    const Srs r = RunSrs(filter, x, static_cast<float>(ratio * 1000.0), zeta, type, 3, 1000.0f, 1000.0f);
+    EXPECT_TRUE(r.count == 1 && r.at(7, 0) == 1000.0f);
+    return static_cast<double>(r.at(4, 0)) / ExactHalfSine(samples / ratio, static_cast<double>(zeta), type) - 1.0;
+}
+
+}  // namespace
+
+TEST(SrsSeries, TellingValuesAndTheTenthOfAPercentRule)
+{
+    float f[100];
+    int first = -99;
+    ASSERT_EQ(25, SRSCalcAnsiFreq(3, 10.0f, 2000.0f, f, 100, &first));
+    EXPECT_EQ(10, first);
+    // The exponent 10 / 30 rounds up in float before pow, and so does the band: 10 + 1 ulp.
+    EXPECT_EQ(std::nextafter(10.0f, 11.0f), f[0]);
+    EXPECT_EQ(1000.0f, f[20]);
+    // Band 33 (1995.26 Hz) lies more than 0.1 % below 2000, so band 34 ends the series.
+    EXPECT_NEAR(2511.886, f[24], 1e-3);
+
+    ASSERT_EQ(24, SRSCalcAcousticFreq(3, 10.0f, 2000.0f, f, 100, &first));
+    EXPECT_EQ(10, first);
+    EXPECT_NEAR(1000.0 * std::pow(2.0, -20.0 / 3.0), f[0], 1e-5);
+    EXPECT_EQ(2000.0f, f[23]);
+    float viaAnsi[100];
+    ASSERT_EQ(24, SRSCalcAnsiFreq(-3, 10.0f, 2000.0f, viaAnsi, 100, &first));
+    EXPECT_TRUE(BitEqual(f, viaAnsi, 24));
+    for (int n : {1, 3, 7, 12, 24})
+        EXPECT_EQ(1000.0f, SRSGetAcousticFreq(10 * n, n)) << n;
+    // The exponent -10 / 3 rounds to float first; exactly it would give 0x1.8cd9aap+6.
+    EXPECT_EQ(0x1.8cd9acp+6f, SRSGetAcousticFreq(20, 3));
+
+    // 1000 Hz lies within 0.1 % of 999.5 Hz and 1000.5 Hz: it starts and ends the series.
+    EXPECT_EQ(1, SRSCalcAnsiFreq(3, 999.5f, 1000.5f, f, 100, &first));
+    EXPECT_EQ(30, first);
+    // 0.15 % is outside: the highest band below starts it and the next band above ends it.
+    EXPECT_EQ(3, SRSCalcAnsiFreq(3, 998.5f, 1001.5f, f, 100, &first));
+    EXPECT_EQ(29, first);
+    EXPECT_NEAR(1258.9254, f[2], 1e-3);
+    // A range wholly below band 1 (1.26 Hz) still ends there.
+    EXPECT_EQ(6, SRSCalcAnsiFreq(3, 0.5f, 0.6f, f, 100, &first));
+    EXPECT_EQ(-4, first);
+    // fLow = 0 starts at 0.001 Hz (band -30), an fHigh above 100 kHz ends at band 50.
+    EXPECT_EQ(81, SRSCalcAnsiFreq(3, 0.0f, 1e6f, f, 81, &first));
+    EXPECT_EQ(-30, first);
+}
+
+TEST(SrsSeries, CountsUpToTheLimitAndRefusesBeyondItWithoutWriting)
+{
+    std::vector<float> f(1001);
+    FillSentinel(f.data(), 1001);
+    int first = 77;
+    // 100 bands per octave: bands 0 .. 999 are 1000 bands exactly; one more is too many.
+    const float band999 = static_cast<float>(std::pow(1000.0, static_cast<double>(999.0f / 1000.0f)));
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(100, 1.0f, 1000.0f, f.data(), 1000, &first));
+    EXPECT_EQ(0, first);  // stored although the result is -1
+    EXPECT_TRUE(HoldsSentinel(f.data(), 1001));
+    EXPECT_EQ(1000, SRSCalcAnsiFreq(100, 1.0f, band999, f.data(), 1000, &first));
+    EXPECT_EQ(band999, f[999]);
+    EXPECT_TRUE(HoldsSentinel(&f[1000], 1));
+
+    // An empty range, a NaN limit or a meaningless count per octave store nothing at all.
+    FillSentinel(f.data(), 1001);
+    first = 77;
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(3, 2000.0f, 1000.0f, f.data(), 1000, &first));
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(3, 200000.0f, 300000.0f, f.data(), 1000, &first));
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(-3, 10.0f, NAN, f.data(), 1000, &first));
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(0, 10.0f, 100.0f, f.data(), 1000, &first));
+    EXPECT_EQ(-1, SRSCalcAnsiFreq(10001, 10.0f, 100.0f, f.data(), 1000, &first));
+    EXPECT_EQ(-1, SRSCalcAcousticFreq(-3, 10.0f, 100.0f, f.data(), 1000, &first));
+    EXPECT_EQ(77, first);
+    // A huge fHigh makes its tolerance cover every band below 100 kHz: the
+    // last band is band 1, the first band 46, and the count -44 comes back
+    // with nothing written.
+    EXPECT_EQ(-44, SRSCalcAnsiFreq(3, 50000.0f, 1e9f, f.data(), 1000, &first));
+    EXPECT_EQ(46, first);
+    EXPECT_TRUE(HoldsSentinel(f.data(), 1001));
+    EXPECT_EQ(0.0f, SRSGetAcousticFreq(5, 0));
+}
+
+TEST(ImpulseInvariantSrs, MatchesAFloatModelBitForBitUnderEveryStretchRule)
+{
+    // 20 Hz .. 12 kHz at 10 kHz, samples 25 .. 2500; the top band (12.6 kHz)
+    // lies above 1.1 fs and gets no residual steps.
+    const std::vector<float> x = RandomFloats(3000, 7);
+    for (QV_SRS_TYPE type : {kAbs, kRel}) {
+        for (float zeta : {0.05f, 0.0f, 0.3f}) {
+            const Srs r = RunSrs(TIMtoSRS, x, 10000.0f, zeta, type, 3, 20.0f, 12000.0f, 2.5f, 250.0f);
+            ASSERT_EQ(29, r.count);
+            EXPECT_TRUE(MatchesFloatModel(r, x, 25, 2500, 10000.0f, zeta, type)) << type << " " << zeta;
+            EXPECT_TRUE(r.at(2, 28) == 0.0f && r.at(3, 28) == 0.0f);
+        }
+    }
+    // At 1 kHz a millisecond is a sample: {startMs, endMs, defaultEndMs} -> {start, end}.
+    struct Case {
+        float startMs, endMs, defaultEndMs;
+        int start, end;
+    };
+    const Case cases[] = {
+        {10.4f, 150.6f, 0.0f, 10, 151},   // half a sample rounds up
+        {0.0f, 0.0f, 0.0f, 0, 199},       // an end of 0 means the last sample
+        {0.0f, 0.0f, 120.0f, 0, 120},     // the default end stands in for endMs = 0
+        {-5.0f, 900.0f, 0.0f, 0, 199},    // a negative start, an end past the record
+        {180.0f, 150.0f, 0.0f, 149, 150}, // a start at or after the end moves to end - 1
+        {150.0f, 150.0f, 0.0f, 149, 150},
+    };
+    std::vector<float> y = RandomFloats(200, 11);
+    for (const Case& c : cases) {
+        const Srs r = RunSrs(TIMtoSRS, y, 1000.0f, 0.05f, kAbs, 3, 10.0f, 100.0f, c.startMs, c.endMs, c.defaultEndMs);
+        ASSERT_EQ(11, r.count);
+        EXPECT_TRUE(MatchesFloatModel(r, y, c.start, c.end, 1000.0f, 0.05f, kAbs)) << c.startMs << " " << c.endMs;
+    }
+    // Samples after the end are never read.
+    std::fill(y.begin() + 121, y.end(), NAN);
+    EXPECT_GT(RunSrs(TIMtoSRS, y, 1000.0f, 0.05f, kAbs, 3, 10.0f, 100.0f, 0.0f, 120.0f).at(4, 0), 0.0f);
+}
+
+TEST(SrsFilters, RefuseTheSameCallsWithoutWritingAllocateNothingAndKeepNegativePeaksAtZero)
+{
+    const std::vector<float> x = RandomFloats(500, 3);
+    for (SrsFilter filter : {TIMtoSRS, TIMtoSRS_RampInvariant}) {
+        const Srs empty = RunSrs(filter, x, 1000.0f, 0.05f, kAbs, 3, 200.0f, 100.0f);
+        EXPECT_TRUE(empty.count == -1 && empty.untouched());
+        EXPECT_TRUE(RunSrs(filter, x, 1000.0f, 0.05f, static_cast<QV_SRS_TYPE>(2), 3, 10.0f, 100.0f).untouched());
+        EXPECT_TRUE(RunSrs(filter, {1.0f}, 1000.0f, 0.05f, kAbs, 3, 10.0f, 100.0f).untouched());
+        EXPECT_TRUE(RunSrs(filter, x, 1000.0f, 0.05f, kAbs, 3, 50000.0f, 1e9f).untouched());  // count -44
+
+        std::vector<float> o(8000);
+        const std::size_t before = AllocationCount();
+        const int count = filter(x.data(), 500, 1000.0f, 0.05f, kAbs, -12, 0.0f, &o[0], &o[1000], &o[2000],
+                                 &o[3000], &o[4000], &o[5000], &o[6000], &o[7000], 1.0f, 400.0f, 0.0f, 0.0f);
+        EXPECT_EQ(before, AllocationCount());
+        EXPECT_EQ(106, count);
+
+        // A constant input over a quarter of a 10 Hz period never drives
+        // either response negative: primaryNeg stays +0.
+        for (QV_SRS_TYPE type : {kAbs, kRel}) {
+            const Srs up = RunSrs(filter, std::vector<float>(26, 1.0f), 1000.0f, 0.05f, type, 3, 10.0f, 10.0f);
+            EXPECT_TRUE(SameBits(0.0f, up.at(1, 0)) && up.at(0, 0) > 0.0f && up.at(3, 0) > 0.0f) << type;
+        }
+    }
+}
+
+TEST(HalfSine, BothFiltersMatchTheExactResponseWhenFinelySampled)
+{
+    struct Case {
+        double tau;  // natural frequency times pulse duration
+        float zeta;
+        double quoted;
+    };
+    const Case cases[] = {{0.5, 0.0f, 1.5708}, {1.0, 0.0f, 1.7321}, {1.5, 0.0f, 1.5000}, {0.5, 0.05f, 1.4626}, {1.0, 0.05f, 1.6238}};
+    for (const Case& c : cases) {
+        EXPECT_NEAR(c.quoted, ExactHalfSine(c.tau, static_cast<double>(c.zeta), kAbs), 6e-5);
+        for (double ratio : {200.0, 400.0}) {
+            const int samples = static_cast<int>(c.tau * ratio);
+            EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, ratio, samples, c.zeta), 1e-3) << c.tau << " " << ratio;
+            EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS, ratio, samples, c.zeta), 5e-3) << c.tau << " " << ratio;
+        }
+    }
+    // Relative displacement parts from absolute acceleration with heavy damping.
+    EXPECT_LT(ExactHalfSine(1.0, 0.3, kRel) / ExactHalfSine(1.0, 0.3, kAbs), 0.95);
+    EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, 200.0, 200, 0.3f, kRel), 1e-3);
+    EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS, 200.0, 200, 0.3f, kRel), 5e-3);
+}
+
+TEST(HalfSine, FiltersPartBelowTenAndAboveAThousandSamplesPerPeriod)
+{
+    // An 11 ms half-sine at 10 kHz (110 samples), Q = 10, at fs/fn = 4 and 6.
+    EXPECT_NEAR(1.0006, ExactHalfSine(27.5, 0.05, kAbs), 5e-5);
+    EXPECT_NEAR(1.0008, ExactHalfSine(110.0 / 6.0, 0.05, kAbs), 5e-5);
+    EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, 4.0, 110, 0.05f), 1e-3);
+    EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, 6.0, 110, 0.05f), 1e-3);
+    // The impulse-invariant filter reads 13.4 % and 4.0 % low there, as it always has.
+    EXPECT_NEAR(-0.134, HalfSineError(TIMtoSRS, 4.0, 110, 0.05f), 2e-3);
+    EXPECT_NEAR(-0.040, HalfSineError(TIMtoSRS, 6.0, 110, 0.05f), 2e-3);
+
+    // Up to 10,000 samples per period, pulses of max(110, ratio) samples: the
+    // double filter holds 0.1 %, and 0.01 % from 300 up; the float filter
+    // holds 0.3 % from 100 to 1000 and errs by percents above 2000, where
+    // 1 - cos(wT) sinks into its rounding.
+    double floatBelow1000 = 0.0, floatAbove2000 = 0.0;
+    for (double ratio : {4.0, 10.0, 30.0, 100.0, 300.0, 1000.0, 2000.0, 3000.0, 4573.0, 6132.0, 8223.0, 10000.0}) {
+        const int samples = std::max(110, static_cast<int>(ratio));
+        EXPECT_NEAR(0.0, HalfSineError(TIMtoSRS_RampInvariant, ratio, samples, 0.05f), ratio >= 300.0 ? 1e-4 : 1e-3) << ratio;
+        const double floatError = std::fabs(HalfSineError(TIMtoSRS, ratio, samples, 0.05f));
+        if (ratio >= 100.0 && ratio <= 1000.0)
+            floatBelow1000 = std::max(floatBelow1000, floatError);
+        if (ratio >= 2000.0)
+            floatAbove2000 = std::max(floatAbove2000, floatError);
+    }
+    EXPECT_LT(floatBelow1000, 3e-3);
+    EXPECT_GT(floatAbove2000, 0.05);
+}
+
+TEST(SrsLanes, EveryPathGivesThePlainLoopsBits)
+{
+    using detail::SrsPath;
+    // Records with an impulse, NaN and infinities among noise; band counts
+    // that fill no, some or several whole groups of lanes; bands above 1.1 fs
+    // that get no residual steps beside bands that get many.
+    std::vector<float> noise = RandomFloats(4000, 5);
+    std::vector<float> odd = RandomFloats(700, 9);
+    odd[100] = NAN;
+    odd[300] = INFINITY;
+    odd[301] = -INFINITY;
+    std::vector<float> impulse(900, 0.0f);
+    impulse[10] = 1.0f;
+    const std::vector<float> step(30, 1.0f);  // never drives the low bands' primary response negative
+    struct Case {
+        const std::vector<float>* x;
+        int perOctave;
+        float fLow, fHigh, zeta;
+        QV_SRS_TYPE type;
+    };
+    const Case cases[] = {{&noise, 3, 100.0f, 120.0f, 0.05f, kAbs},   {&noise, 3, 10.0f, 12000.0f, 0.05f, kAbs},
+                          {&noise, -12, 5.0f, 9000.0f, 0.0f, kRel},   {&odd, 6, 300.0f, 14000.0f, 0.2f, kAbs},
+                          {&impulse, 24, 40.0f, 700.0f, 0.05f, kRel}, {&noise, 1, 1000.0f, 8000.0f, 0.05f, kAbs},
+                          {&step, 12, 10.0f, 20.0f, 0.05f, kRel}};
+    for (const Case& c : cases) {
+        auto run = [&c](auto filter) { return RunSrs(filter, *c.x, 10000.0f, c.zeta, c.type, c.perOctave, c.fLow, c.fHigh, 1.0f); };
+        const Srs plain = run([](auto... a) { return detail::TIMtoSRSOnPath(SrsPath::Plain, a...); });
+        ASSERT_GT(plain.count, 0);
+        std::vector<Srs> wide = {run(TIMtoSRS)};
+        for (SrsPath path : {SrsPath::Lanes4, SrsPath::Lanes8})
+            if (detail::SrsPathAvailable(path))
+                wide.push_back(run([path](auto... a) { return detail::TIMtoSRSOnPath(path, a...); }));
+        for (const Srs& w : wide)
+            for (int k = 0; k < 8; ++k)
+                EXPECT_TRUE(BitEqual(plain.out[k].data(), w.out[k].data(), 1000)) << c.perOctave << " " << k;
+    }
+}
