@@ -24,9 +24,11 @@
 
 #include "recording/filter.h"
 #include "recording/frf.h"
+#include "recording/integrate.h"
 #include "recording/io/csv.h"
 #include "recording/io/open.h"
 #include "recording/spectrum.h"
+#include "recording/srs.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -458,6 +460,59 @@ TEST_F(Command, MemoryStaysBoundedOnARecordHundredsOfBlocksLong)
     // The record is 64 MB; reading it must cost no more than a few blocks.
     std::printf("max RSS %ld kB for 1.3 s, %ld kB for 328 s\n", small.maxRssKb, large.maxRssKb);
     EXPECT_LT(large.maxRssKb, small.maxRssKb + 4096) << small.maxRssKb << " kB for 1.3 s, " << large.maxRssKb << " kB for 328 s";
+}
+
+TEST_F(Command, SrsOfAHalfSineGivesTheLayersSpectraAndTheShocksShape)
+{
+    const double rate = 51200.0;
+    std::vector<float> x(25600, 0.0f);
+    for (int k = 0; k <= 563; ++k)  // 50 g, 11 ms
+        x[static_cast<size_t>(1000 + k)] = static_cast<float>(50.0 * std::sin(3.141592653589793 * k / 563.0));
+    WriteRecording("shock.wav", x, 1, rate);
+    const Result r = Run({"srs", "shock.wav", "--q", "10", "--bands-per-octave", "12", "--fmin", "10", "--fmax",
+                          "10000", "--filter", "iso", "-o", "srs.csv"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<float> f = Column("srs.csv", "frequency_hz"), maximax = Column("srs.csv", "maximax");
+    ASSERT_EQ(f.size(), 121u);
+    std::unique_ptr<BlockSource> source = OpenRecording(Path("shock.wav"));
+    const SrsResult expected = MeasureSrs(*source, 0, SrsOptions{});
+    EXPECT_TRUE(numora_test::BitEqual(expected.maximax.data(), maximax.data(), 121));
+    EXPECT_TRUE(numora_test::BitEqual(expected.frequency.data(), f.data(), 121));
+    // A half-sine's spectrum: about 4 A D f far below the pulse (the velocity
+    // change 2 A D / pi times w), its peak of about 1.65 A near f D = 0.8, and
+    // A itself far above.
+    EXPECT_NEAR(static_cast<double>(maximax[0]) / (4.0 * 50.0 * 0.011 * 10.0), 1.0, 0.1);
+    const size_t peak = static_cast<size_t>(std::max_element(maximax.begin(), maximax.end()) - maximax.begin());
+    EXPECT_NEAR(static_cast<double>(maximax[peak]) / 50.0, 1.65, 0.05);
+    EXPECT_NEAR(static_cast<double>(f[peak]) * 0.011, 0.8, 0.15);
+    EXPECT_NEAR(maximax.back(), 50.0f, 0.5f);
+}
+
+TEST_F(Command, IntegrateWritesVelocityAndDisplacementAndTheirLimits)
+{
+    const double rate = 10240.0;
+    WriteRecording("accel.wav", Sine(4 * 10240, 2.0, 40.0, rate), 1, rate);
+    const Result r = Run({"integrate", "accel.wav", "--unit", "g", "-o", "v.csv", "--csv", "limits.csv"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const CsvTable limits = ReadCsvTable(Path("limits.csv"));
+    ASSERT_EQ(limits.rows.size(), 3u);
+    EXPECT_EQ(limits.rows[1][1], "velocity");
+    EXPECT_EQ(limits.rows[1][2], "m/s");
+    const double w = 6.283185307179586 * 40.0;
+    EXPECT_NEAR(limits.Number(1, 5), 2.0 * 9.80665 / w, 0.01 * 2.0 * 9.80665 / w);
+    EXPECT_NEAR(limits.Number(2, 5), 2.0 * 9.80665 / (w * w) * 1000.0, 0.02 * 2.0 * 9.80665 / (w * w) * 1000.0);
+
+    std::unique_ptr<BlockSource> source = OpenRecording(Path("accel.wav"));
+    ArraySink expected(2);
+    IntegrateRecord(*source, {0}, IntegrationOptions{}, expected);
+    const std::vector<float> velocity = Column("v.csv", "ch1_velocity");
+    std::vector<float> layer;
+    for (size_t i = 0; i < expected.Samples().size(); i += 2) layer.push_back(expected.Samples()[i]);
+    ASSERT_EQ(velocity.size(), layer.size());
+    EXPECT_TRUE(numora_test::BitEqual(layer.data(), velocity.data(), static_cast<int>(layer.size())));
+
+    EXPECT_NE(Run({"integrate", "accel.wav", "--unit", "psi", "-o", "x.wav"}).err.find("integrate takes an acceleration"),
+              std::string::npos);
 }
 
 TEST_F(Command, UnitsListAndResolve)

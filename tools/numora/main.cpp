@@ -66,6 +66,25 @@ int main(int argc, char** argv) {
     frfCmd->add_option("-o,--output", frf.output, "CSV of gain, phase and coherence with the frequency axis");
     frfCmd->add_option("--plot", frf.plots, "Plot, .svg or .png; repeatable");
 
+    SrsArgs srs;
+    CLI::App* srsCmd = app.add_subcommand("srs", "Shock response spectra of one channel");
+    AddRecording(srsCmd, srs.recording);
+    srsCmd->add_option("--channel", srs.channel, "Channel, from 1");
+    srsCmd->add_option("--q", srs.q, "Quality factor Q; the damping is 1 / 2Q");
+    srsCmd->add_option("--bands-per-octave", srs.bandsPerOctave, "Bands per octave");
+    srsCmd->add_option("--fmin", srs.fmin, "Lowest natural frequency in Hz");
+    srsCmd->add_option("--fmax", srs.fmax, "Highest natural frequency in Hz");
+    srsCmd->add_option("--filter", srs.filter,
+                       "iso: ramp-invariant filter of ISO 18431-4; impulse: impulse-invariant filter");
+    srsCmd->add_option("--series", srs.series, "Band series: ansi (base ten) or acoustic (base two)");
+    srsCmd->add_option("--response", srs.response,
+                       "absolute: acceleration of the mass; relative: relative displacement times w^2");
+    srsCmd->add_option("--start-ms", srs.startMs, "Start of the analysed stretch in ms");
+    srsCmd->add_option("--end-ms", srs.endMs, "End of the analysed stretch in ms (0: the end of the record)");
+    srsCmd->add_option("--unit", srs.unit, "Unit of the samples, for the report and the plot");
+    srsCmd->add_option("-o,--output", srs.output, "CSV of the seven spectra with the frequency series");
+    srsCmd->add_option("--plot", srs.plots, "Plot, .svg or .png; repeatable");
+
     DriveArgs drive;
     CLI::App* driveCmd = app.add_subcommand("drive", "Random drive that meets a profile, with its PSD as the check");
     driveCmd->add_option("--profile", drive.profile, "Test profile (CSV)")->required();
@@ -95,6 +114,20 @@ int main(int argc, char** argv) {
     filterCmd->add_option("--csv", filter.csv, "CSV of the filter's response");
     filterCmd->add_option("--plot", filter.plots, "Plot of the filter's response, .svg or .png; repeatable");
 
+    IntegrateArgs integrate;
+    CLI::App* integrateCmd =
+        app.add_subcommand("integrate", "Acceleration to velocity and displacement, with the run's limits");
+    AddRecording(integrateCmd, integrate.recording);
+    integrateCmd->add_option("--channel", integrate.channels, "Channels: all, or numbers from 1 such as 1,3");
+    integrateCmd->add_option("--unit", integrate.unit, "Acceleration unit of the samples: g, m/s², ...");
+    integrateCmd->add_flag("--english", integrate.english, "Velocity in in/s and displacement in in (else m/s and mm)");
+    integrateCmd->add_option("--block-seconds", integrate.blockSeconds,
+                             "Block of the run in seconds; the drift filter works within each block");
+    integrateCmd->add_option("-o,--output", integrate.output,
+                             "Recording of velocity and displacement: .wav, .w64, .flac or .csv")
+        ->required();
+    integrateCmd->add_option("--csv", integrate.csv, "CSV of the limits of acceleration, velocity and displacement");
+
     UnitsArgs units;
     CLI::App* unitsCmd = app.add_subcommand("units", "Lists the engineering units, or resolves unit strings");
     unitsCmd->add_option("unit", units.units, "Unit strings to resolve (UTF-8, such as m/s² or psi)");
@@ -116,8 +149,10 @@ int main(int argc, char** argv) {
     try {
         if (*psdCmd) return RunPsd(psd);
         if (*frfCmd) return RunFrf(frf);
+        if (*srsCmd) return RunSrs(srs);
         if (*driveCmd) return RunDrive(drive);
         if (*filterCmd) return RunFilter(filter);
+        if (*integrateCmd) return RunIntegrate(integrate);
         if (*unitsCmd) return RunUnits(units);
     } catch (const numora::rec::Error& e) {
         std::fprintf(stderr, "numora: %s\n", e.what());

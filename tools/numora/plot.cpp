@@ -135,7 +135,7 @@ void DrawPanel(const Panel& panel) {
     if (!texts.empty()) {
         PLFLT width = 0.0, height = 0.0;
         std::vector<PLINT> textColors(texts.size(), 1);
-        pllegend(&width, &height, PL_LEGEND_BACKGROUND | PL_LEGEND_BOUNDING_BOX, PL_POSITION_TOP | PL_POSITION_RIGHT | PL_POSITION_INSIDE,
+        pllegend(&width, &height, PL_LEGEND_BACKGROUND | PL_LEGEND_BOUNDING_BOX, (panel.legendBelow ? PL_POSITION_BOTTOM : PL_POSITION_TOP) | PL_POSITION_RIGHT | PL_POSITION_INSIDE,
                  0.01, 0.01, 0.06, 0, 1, 1, 0, 0, static_cast<PLINT>(texts.size()), opts.data(), 1.0, 0.8, 1.8, 0.0,
                  textColors.data(), texts.data(), nullptr, nullptr, nullptr, nullptr, colors.data(), styles.data(),
                  widths.data(), nullptr, nullptr, nullptr, nullptr);

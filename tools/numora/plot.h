@@ -27,6 +27,7 @@ struct Panel {
     bool logX = false, logY = false;
     double yMin = 0.0, yMax = 0.0;  // fixed y range when yMin < yMax, else from the data
     int maxDecades = 8;             // a log y axis from the data spans at most this many decades
+    bool legendBelow = false;       // the legend in the lower right corner instead of the upper right
     std::vector<Series> series;
 };
 
