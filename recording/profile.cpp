@@ -15,7 +15,8 @@ namespace rec {
 namespace {
 
 constexpr int kMaxPoints = 500;
-constexpr float kFloor = 1e-30f;  // what the library writes outside a table or for a limit that is off
+constexpr float kFloor = 1e-30f;
+constexpr double kMaxLimitDb = 100.0;  // what the library writes outside a table or for a limit that is off
 
 std::string Where(const ProfileTable& profile, size_t i) {
     const ProfilePoint& p = profile.points[i];
@@ -31,28 +32,30 @@ void ProfileTable::Validate() const {
     if (n > kMaxPoints)
         throw Error(name + ": a profile holds at most " + std::to_string(kMaxPoints) + " breakpoints, not " +
                     std::to_string(n));
+    // The library's tables hold float: each value is checked as it will be held.
     for (size_t i = 0; i < n; ++i) {
         const ProfilePoint& p = points[i];
-        if (!std::isfinite(p.frequency) || p.frequency < 0.0)
+        const float frequency = static_cast<float>(p.frequency), level = static_cast<float>(p.level);
+        if (!std::isfinite(frequency) || frequency < 0.0f)
             throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " is not a frequency of 0 or above");
-        if (i > 0 && !(p.frequency > points[i - 1].frequency))
+        if (i > 0 && !(frequency > static_cast<float>(points[i - 1].frequency)))
             throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " Hz does not rise above the " +
                         MessageNumber(points[i - 1].frequency) + " Hz before it: breakpoints must ascend");
-        if (!std::isfinite(p.level) || p.level < 0.0)
+        if (!std::isfinite(level) || level < 0.0f)
             throw Error(Where(*this, i) + "level " + MessageNumber(p.level) + " is not a level of 0 or above");
-        if (!std::isfinite(p.alarmDb) || p.alarmDb < 0.0)
-            throw Error(Where(*this, i) + "alarm limit " + MessageNumber(p.alarmDb) + " dB is not 0 or above");
-        if (!std::isfinite(p.abortDb) || p.abortDb < 0.0)
-            throw Error(Where(*this, i) + "abort limit " + MessageNumber(p.abortDb) + " dB is not 0 or above");
+        if (!(p.alarmDb >= 0.0 && p.alarmDb <= kMaxLimitDb))
+            throw Error(Where(*this, i) + "alarm limit " + MessageNumber(p.alarmDb) + " dB is not from 0 to 100 dB");
+        if (!(p.abortDb >= 0.0 && p.abortDb <= kMaxLimitDb))
+            throw Error(Where(*this, i) + "abort limit " + MessageNumber(p.abortDb) + " dB is not from 0 to 100 dB");
     }
     for (size_t i = 1; i < n; ++i) {
         if (points[i].segment != Segment::Log) continue;
         for (size_t end : {i - 1, i}) {
-            if (!(points[end].level > 0.0))
+            if (!(static_cast<float>(points[end].level) > 0.0f))
                 throw Error(Where(*this, end) + "level " + MessageNumber(points[end].level) +
                             " is not positive, but the segment to the breakpoint at " +
                             MessageNumber(points[i].frequency) + " Hz is logarithmic");
-            if (!(points[end].frequency > 0.0))
+            if (!(static_cast<float>(points[end].frequency) > 0.0f))
                 throw Error(Where(*this, end) + "frequency 0 cannot end a logarithmic segment");
         }
     }
@@ -103,6 +106,10 @@ ProfileCurves EvaluateProfile(const ProfileTable& profile, const FrequencyAxis& 
         if (!(frequency >= first && frequency <= last)) continue;
         float level = 0.0f, alarm = 0.0f, abort = 0.0f;
         qv::math::Calc_Table_Curves(table.get(), &level, &alarm, &abort, &frequency, 1, 0);
+        if (!std::isfinite(level) || !std::isfinite(alarm) || !std::isfinite(abort))
+            throw Error(profile.name + ": the profile has no finite level at " +
+                        MessageNumber(static_cast<double>(frequency)) +
+                        " Hz: its breakpoints lie too close for the change of level between them");
         curves.inside[k] = 1;
         curves.level[k] = level;
         if (alarm != kFloor) {

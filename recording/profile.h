@@ -38,8 +38,9 @@ struct ProfileTable {
     // fewer than 2 or more than 500 breakpoints; a frequency that is not
     // finite, is negative, or does not rise above the one before; a level
     // that is not finite or negative, or not positive at either end of a log
-    // segment (a log segment also needs frequencies above 0); a limit that is
-    // negative or not finite.
+    // segment (a log segment also needs frequencies above 0); a limit outside
+    // 0 to 100 dB. Frequencies and levels are checked as float, as the
+    // library's tables hold them.
     void Validate() const;
     // Whether any breakpoint sets an alarm, or an abort limit.
     bool HasAlarm() const;
@@ -59,7 +60,9 @@ struct ProfileCurves {
 };
 
 // Evaluates a validated profile at lines 0 .. lastLine of an axis with the
-// library's Calc_Table_Curves, one line at a time.
+// library's Calc_Table_Curves, one line at a time. Throws Error when a level
+// or limit comes out infinite or NaN (breakpoints too close together for the
+// change of level between them).
 // precision: the line frequency is line * deltaF in double, rounded to
 // float; the library evaluates the level and the upper limits in float; a
 // lower limit is level * level / upper, in double, rounded to float.

@@ -272,6 +272,12 @@ CsvTable ReadCsvTable(const std::string& path) {
 }
 
 struct CsvSource::State {
+    // The file closes with the state, also when the constructor refuses it.
+    ~State() {
+        reader.reset();
+        if (file) std::fclose(file);
+    }
+
     std::string path;
     std::FILE* file = nullptr;
     std::unique_ptr<LineReader> reader;
@@ -331,6 +337,46 @@ struct CsvSource::State {
         return true;
     }
 };
+
+ProfileTable ReadProfile(const std::string& path) {
+    const CsvTable table = ReadCsvTable(path);
+    if (table.header.empty())
+        throw Error(path + ": a profile needs a header naming its columns (frequency, level, and optionally "
+                           "alarm_db, abort_db, segment)");
+    const int frequency = table.Find({"frequency", "frequency_hz", "freq", "f"});
+    const int level = table.Find({"level", "psd"});
+    if (frequency < 0) throw Error(path + ": no frequency column (name it frequency)");
+    if (level < 0) throw Error(path + ": no level column (name it level)");
+    const int alarm = table.Find({"alarm_db", "alarm"});
+    const int abort = table.Find({"abort_db", "abort"});
+    const int segment = table.Find({"segment"});
+
+    ProfileTable profile;
+    profile.name = path;
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        ProfilePoint p;
+        p.sourceLine = table.lines[r];
+        p.frequency = table.Number(r, frequency);
+        p.level = table.Number(r, level);
+        if (alarm >= 0) p.alarmDb = table.Number(r, alarm);
+        if (abort >= 0) p.abortDb = table.Number(r, abort);
+        if (segment >= 0) {
+            std::string kind = table.rows[r][static_cast<size_t>(segment)];
+            for (char& c : kind) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            if (kind == "lin" || kind == "linear") {
+                p.segment = Segment::Linear;
+            } else if (kind == "log" || kind.empty()) {
+                p.segment = Segment::Log;
+            } else {
+                throw Error(path + ":" + std::to_string(p.sourceLine) + ": segment '" + kind +
+                            "' is neither lin nor log");
+            }
+        }
+        profile.points.push_back(p);
+    }
+    profile.Validate();
+    return profile;
+}
 
 CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new State) {
     State& s = *state_;
@@ -401,9 +447,7 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
     }
 }
 
-CsvSource::~CsvSource() {
-    if (state_->file) std::fclose(state_->file);
-}
+CsvSource::~CsvSource() = default;
 
 const RecordInfo& CsvSource::Info() const { return state_->info; }
 

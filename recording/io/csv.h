@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "recording/io/output_file.h"
+#include "recording/profile.h"
 #include "recording/source.h"
 
-// CSV in and out: tables of numbers (results, profiles) and recordings with
-// a time column.
+// CSV in and out: tables of numbers (results, profiles), test profiles, and
+// recordings with a time column.
 //
 // Reading: the separator is the first of ',', ';' and tab found in the first
 // line that is not blank or a comment ('#'); blank and comment lines are
@@ -104,6 +105,15 @@ private:
     struct State;
     std::unique_ptr<State> state_;
 };
+
+// Reads a test profile from CSV. The header names the columns, in any
+// order and case: "frequency" (or frequency_hz, freq, f) and "level" (or psd)
+// are needed; "alarm_db", "abort_db" and "segment" (lin or log, for the
+// segment that ends at the row; log when absent) are optional. The file's
+// lines become the breakpoints' sourceLine, so that errors name them.
+// Throws Error for a missing column, a bad cell, or a table that
+// ProfileTable::Validate refuses.
+ProfileTable ReadProfile(const std::string& path);
 
 // Writes a recording as CSV: a header "time_s" and the channel names, then
 // one row per frame with its time, frame / sampleRate.

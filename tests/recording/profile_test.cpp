@@ -47,10 +47,20 @@ TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
     t.points[1].level = 0.04;
     t.points[1].abortDb = -3.0;
     EXPECT_NE(Refusal(t).find("abort limit -3 dB"), std::string::npos);
+    t.points[1].abortDb = 101.0;
+    EXPECT_NE(Refusal(t).find("abort limit 101 dB is not from 0 to 100 dB"), std::string::npos);
     t.points[1].abortDb = 6.0;
     t.points[1].sourceLine = 0;
     t.points[1].alarmDb = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(Refusal(t), "p.csv: breakpoint 2: alarm limit nan dB is not 0 or above");
+    EXPECT_EQ(Refusal(t), "p.csv: breakpoint 2: alarm limit nan dB is not from 0 to 100 dB");
+    t.points[1].alarmDb = 3.0;
+    t.points[1].level = 1e39;  // beyond float, which the tables hold
+    EXPECT_NE(Refusal(t).find("level 1e+39 is not a level"), std::string::npos);
+    t.points[1].level = 1e-50;  // 0 in float, on a log segment
+    EXPECT_NE(Refusal(t).find("is not positive"), std::string::npos);
+    t.points[1].level = 0.04;
+    t.points[1].frequency = 20.000000001;  // the same float as the 20 Hz before it
+    EXPECT_NE(Refusal(t).find("does not rise above the 20 Hz"), std::string::npos);
     EXPECT_NE(Refusal(Table({{20, 1}})).find("at least 2 breakpoints"), std::string::npos);
     std::vector<ProfilePoint> many;
     for (int i = 0; i < 501; ++i) many.push_back({10.0 + i, 1.0});

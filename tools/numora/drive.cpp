@@ -2,6 +2,7 @@
 
 #include "recording/drive.h"
 #include "recording/error.h"
+#include "recording/io/csv.h"
 #include "recording/io/open.h"
 #include "tools/numora/common.h"
 #include "tools/numora/plot.h"

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "recording/error.h"
+#include "recording/io/csv.h"
 #include "recording/io/open.h"
 #include "recording/profile.h"
 #include "tools/numora/common.h"
