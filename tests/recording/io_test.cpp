@@ -100,6 +100,13 @@ TEST_F(Io, CsvRecordingNamesTheLineAndColumnOfABadRow)
                   std::string::npos);
     }
     EXPECT_EQ(Refusal(Path("none.csv")), "cannot open '" + Path("none.csv") + "': No such file or directory");
+
+    // A refused file is closed again.
+    const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
+    const std::string bad = Write("bad.csv", "t,a\n0,1\n0.001,x\n");
+    const auto before = openFiles();
+    for (int i = 0; i < 50; ++i) Refusal(bad);
+    EXPECT_EQ(openFiles(), before);
 }
 
 TEST_F(Io, TablesAreWrittenToTheBitAndOnlyWhenComplete)
