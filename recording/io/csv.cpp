@@ -252,21 +252,21 @@ CsvTable ReadCsvTable(const std::string& path) {
     bool first = true;
     size_t width = 0;
     while (reader.Next(line)) {
-            if (first) separator = DetectSeparator(line);
-            Split(line, separator, cells);
-            if (first) {
-                width = cells.size();
-                double value;
-                if (!ParseNumber(cells[0], value)) {
-                    for (std::string_view cell : cells) table.header.emplace_back(cell);
-                    first = false;
-                    continue;
-                }
+        if (first) separator = DetectSeparator(line);
+        Split(line, separator, cells);
+        if (first) {
+            width = cells.size();
+            double value;
+            if (!ParseNumber(cells[0], value)) {
+                for (std::string_view cell : cells) table.header.emplace_back(cell);
+                first = false;
+                continue;
             }
-            first = false;
-            if (cells.size() != width) throw Error(UnequalRow(path, reader.Number(), cells.size(), width));
-            table.rows.emplace_back(cells.begin(), cells.end());
-            table.lines.push_back(reader.Number());
+        }
+        first = false;
+        if (cells.size() != width) throw Error(UnequalRow(path, reader.Number(), cells.size(), width));
+        table.rows.emplace_back(cells.begin(), cells.end());
+        table.lines.push_back(reader.Number());
     }
     return table;
 }
@@ -291,7 +291,6 @@ struct CsvSource::State {
     int64_t pendingPosition = 0;
     double step = 0.0;
     double previousTime = 0.0;
-    int64_t rows = 0;
     long long size = 0;
     bool ended = false;
 
@@ -333,7 +332,6 @@ struct CsvSource::State {
         double time = 0.0;
         Parse(out, &time);
         if (hasTime) CheckTime(time, reader->Number());
-        ++rows;
         return true;
     }
 };
@@ -421,7 +419,6 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
         lines.push_back(s.reader->Number());
         ++s.pendingFrames;
     }
-    s.rows = s.pendingFrames;
 
     if (s.hasTime) {
         if (s.pendingFrames < 2)
