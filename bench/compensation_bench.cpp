@@ -13,13 +13,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 #include <fftw3.h>
 
+#include "bench/bench_support.h"
 #include "numora/compensation/compensation.h"
 
 namespace {
@@ -155,42 +155,18 @@ void Run(benchmark::State& state, uint32_t n)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ns = run.GetAdjustedCPUTime();
-            auto it = best_.find(name);
-            if (it == best_.end() || ns < it->second)
-                best_[name] = ns;
-        }
+// The summary table from the fastest repetitions.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    std::printf("\noverlap-add, one block of n new samples (CPU time, fastest repetition)\n");
+    std::printf("%8s %16s %16s %8s %14s\n", "n", "Numora blocks/s", "FFTW blocks/s", "ratio", "max rel. diff");
+    for (uint32_t n : kSizes) {
+        const double numora = times.Fastest("numora/" + std::to_string(n));
+        const double fftw = times.Fastest("fftw/" + std::to_string(n));
+        std::printf("%8u %16.0f %16.0f %8.2f %14.1e\n", n, numora > 0 ? 1e9 / numora : 0.0,
+                    fftw > 0 ? 1e9 / fftw : 0.0, fftw > 0 ? numora / fftw : 0.0, Disagreement(n));
     }
-
-    void PrintTable() const
-    {
-        std::printf("\noverlap-add, one block of n new samples (CPU time, fastest repetition)\n");
-        std::printf("%8s %16s %16s %8s %14s\n", "n", "Numora blocks/s", "FFTW blocks/s", "ratio", "max rel. diff");
-        for (uint32_t n : kSizes) {
-            const double numora = Get("numora/" + std::to_string(n)), fftw = Get("fftw/" + std::to_string(n));
-            std::printf("%8u %16.0f %16.0f %8.2f %14.1e\n", n, numora > 0 ? 1e9 / numora : 0.0,
-                        fftw > 0 ? 1e9 / fftw : 0.0, fftw > 0 ? numora / fftw : 0.0, Disagreement(n));
-        }
-    }
-
-private:
-    double Get(const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() ? 0.0 : it->second;
-    }
-    std::map<std::string, double> best_;
-};
+}
 
 }  // namespace
 
@@ -200,10 +176,5 @@ int main(int argc, char** argv)
         benchmark::RegisterBenchmark(("numora/" + std::to_string(n)).c_str(), Run<NumoraOla>, n);
         benchmark::RegisterBenchmark(("fftw/" + std::to_string(n)).c_str(), Run<FftwOla>, n);
     }
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

@@ -11,12 +11,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "numora/drive/clipping.h"
 #include "numora/drive/onions.h"
 #include "numora/foundation/platform.h"
@@ -127,51 +127,26 @@ void SixTransforms(benchmark::State& state)
     }
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ns = run.GetAdjustedCPUTime();
-            auto it = best_.find(name);
-            if (it == best_.end() || ns < it->second)
-                best_[name] = ns;
-        }
-    }
-
-    void PrintTable() const
-    {
-        const double add = Get("AddRandomBandToTimeBuffer"), plain = Get("plain_copy_multiply_sum");
-        const double clip = Get("RandomUltraClip_sigma3"), once = Get("RandomUltraClip_nothing_clipped");
-        const double six = Get("DFT_D_x6");
-        if (add <= 0 || plain <= 0 || clip <= 0 || once <= 0 || six <= 0)
-            return;
-        const double samplesPerSecond = kFrameSize / (add * 1e-9);
-        std::printf("\nDrive at %d-sample frames (CPU ns per call, fastest repetition)\n", kFrameSize);
-        std::printf("%-34s %10.0f  %.3g samples/s = %.0fx real time at %.1f kHz\n",
-                    "AddRandomBandToTimeBuffer", add, samplesPerSecond, samplesPerSecond / kSampleRate,
-                    kSampleRate / 1000.0);
-        std::printf("%-34s %10.0f  ratio %.2f\n", "plain copy-multiply-sum loop", plain, add / plain);
-        std::printf("%-34s %10.0f  %.0f calls/s, ratio to six DFT_D %.2f\n", "RandomUltraClip, sigma 3", clip,
-                    1e9 / clip, clip / six);
-        std::printf("%-34s %10.0f  ratio to two DFT_D %.2f\n", "RandomUltraClip, one iteration", once,
-                    once / (six / 3.0));
-        std::printf("%-34s %10.0f\n", "six DFT_D", six);
-    }
-
-private:
-    double Get(const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() ? 0.0 : it->second;
-    }
-    std::map<std::string, double> best_;
-};
+// The summary table from the fastest repetitions.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    const double add = times.Fastest("AddRandomBandToTimeBuffer");
+    const double plain = times.Fastest("plain_copy_multiply_sum");
+    const double clip = times.Fastest("RandomUltraClip_sigma3");
+    const double once = times.Fastest("RandomUltraClip_nothing_clipped");
+    const double six = times.Fastest("DFT_D_x6");
+    if (add <= 0 || plain <= 0 || clip <= 0 || once <= 0 || six <= 0)
+        return;
+    const double samplesPerSecond = kFrameSize / (add * 1e-9);
+    std::printf("\nDrive at %d-sample frames (CPU ns per call, fastest repetition)\n", kFrameSize);
+    std::printf("%-34s %10.0f  %.3g samples/s = %.0fx real time at %.1f kHz\n", "AddRandomBandToTimeBuffer", add,
+                samplesPerSecond, samplesPerSecond / kSampleRate, kSampleRate / 1000.0);
+    std::printf("%-34s %10.0f  ratio %.2f\n", "plain copy-multiply-sum loop", plain, add / plain);
+    std::printf("%-34s %10.0f  %.0f calls/s, ratio to six DFT_D %.2f\n", "RandomUltraClip, sigma 3", clip, 1e9 / clip,
+                clip / six);
+    std::printf("%-34s %10.0f  ratio to two DFT_D %.2f\n", "RandomUltraClip, one iteration", once, once / (six / 3.0));
+    std::printf("%-34s %10.0f\n", "six DFT_D", six);
+}
 
 }  // namespace
 
@@ -182,10 +157,5 @@ int main(int argc, char** argv)
     benchmark::RegisterBenchmark("RandomUltraClip_sigma3", UltraClip, 3.0);
     benchmark::RegisterBenchmark("RandomUltraClip_nothing_clipped", UltraClip, 1e9);
     benchmark::RegisterBenchmark("DFT_D_x6", SixTransforms);
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

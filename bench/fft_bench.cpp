@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,7 @@
 #include <fftw3.h>
 #include <kissfft/kiss_fftr.h>
 
+#include "bench/bench_support.h"
 #include "numora/transforms/fft.h"
 #include "numora/transforms/fft_detail.h"
 
@@ -151,55 +151,30 @@ void Kiss(benchmark::State& state, int n, bool forward)
     kiss_fftr_free(cfg);
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ns = run.GetAdjustedRealTime();
-            auto it = best_.find(name);
-            if (it == best_.end() || ns < it->second)
-                best_[name] = ns;
-        }
-    }
-
-    void PrintTable() const
-    {
-        for (const char* type : {"float", "double"}) {
-            for (const char* dir : {"forward", "inverse"}) {
-                std::printf("\n%s %s (ns, fastest repetition)\n", type, dir);
-                std::printf("%8s %10s %10s %10s %10s %8s %8s %10s\n", "N", "Numora", "SSE2 path", "FFTW r2r",
-                            "FFTW r2c", "ratio", "SSE2 r.", "KissFFT");
-                for (int n : kSizes) {
-                    const std::string tail = std::string("/") + type + "/" + dir + "/" + std::to_string(n);
-                    const double numora = Get("numora" + tail), baseline = Get("numora_sse2" + tail);
-                    const double r2r = Get("fftw_r2r" + tail), r2c = Get("fftw_r2c" + tail);
-                    const double kiss = Get("kissfft" + tail);
-                    const double fftw = r2r < r2c ? r2r : r2c;
-                    std::printf("%8d %10.0f %10.0f %10.0f %10.0f %8.2f %8.2f", n, numora, baseline, r2r, r2c,
-                                fftw > 0 ? numora / fftw : 0.0, fftw > 0 ? baseline / fftw : 0.0);
-                    if (kiss > 0)
-                        std::printf(" %10.0f\n", kiss);
-                    else
-                        std::printf(" %10s\n", "-");
-                }
+// The summary table from the fastest repetitions.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    for (const char* type : {"float", "double"}) {
+        for (const char* dir : {"forward", "inverse"}) {
+            std::printf("\n%s %s (ns, fastest repetition)\n", type, dir);
+            std::printf("%8s %10s %10s %10s %10s %8s %8s %10s\n", "N", "Numora", "SSE2 path", "FFTW r2r", "FFTW r2c",
+                        "ratio", "SSE2 r.", "KissFFT");
+            for (int n : kSizes) {
+                const std::string tail = std::string("/") + type + "/" + dir + "/" + std::to_string(n);
+                const double numora = times.Fastest("numora" + tail), baseline = times.Fastest("numora_sse2" + tail);
+                const double r2r = times.Fastest("fftw_r2r" + tail), r2c = times.Fastest("fftw_r2c" + tail);
+                const double kiss = times.Fastest("kissfft" + tail);
+                const double fftw = r2r < r2c ? r2r : r2c;
+                std::printf("%8d %10.0f %10.0f %10.0f %10.0f %8.2f %8.2f", n, numora, baseline, r2r, r2c,
+                            fftw > 0 ? numora / fftw : 0.0, fftw > 0 ? baseline / fftw : 0.0);
+                if (kiss > 0)
+                    std::printf(" %10.0f\n", kiss);
+                else
+                    std::printf(" %10s\n", "-");
             }
         }
     }
-
-private:
-    double Get(const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() ? 0.0 : it->second;
-    }
-    std::map<std::string, double> best_;
-};
+}
 
 template <typename T>
 void RegisterType(const char* type)
@@ -224,10 +199,5 @@ int main(int argc, char** argv)
 {
     RegisterType<float>("float");
     RegisterType<double>("double");
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Real, PrintTable);
 }

@@ -10,12 +10,12 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "numora/analysis/time_filter.h"
 
 namespace {
@@ -159,52 +159,29 @@ bool BitIdentical(A& a, B& b)
     return true;
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ns = run.GetAdjustedCPUTime();
-            auto it = best_.find(name);
-            if (it == best_.end() || ns < it->second)
-                best_[name] = ns;
-        }
-    }
+// One row of the table: throughput in Msamples/s and the speed ratio Numora / plain.
+void Row(const char* name, double numora, double plain, bool same)
+{
+    const double a = numora > 0 ? kBlock / numora * 1e3 : 0.0;
+    const double b = plain > 0 ? kBlock / plain * 1e3 : 0.0;
+    std::printf("%-22s %10.1f %10.1f %8.2f %14s\n", name, a, b, b > 0 ? a / b : 0.0, same ? "yes" : "NO");
+}
 
-    void PrintTable() const
-    {
-        CTimeFilter direct = Designed();
-        Shifting shifting(direct);
-        CSectionFilter sections = DesignedSections();
-        Cascade cascade(sections);
-        const bool directSame = BitIdentical(direct, shifting);
-        const bool sectionsSame = BitIdentical(sections, cascade);
-        std::printf("\norder-8 band-pass, blocks of %d samples (Msamples/s of CPU time, fastest repetition)\n", kBlock);
-        std::printf("%-22s %10s %10s %8s %14s\n", "", "Numora", "plain", "ratio", "bit-identical");
-        Row("direct form", Get("TimeFilterApply"), Get("ShiftingReference"), directSame);
-        Row("second-order sections", Get("SectionFilterApply"), Get("CascadeReference"), sectionsSame);
-    }
-
-private:
-    // Throughput in Msamples/s and the speed ratio Numora / plain.
-    static void Row(const char* name, double numora, double plain, bool same)
-    {
-        const double a = numora > 0 ? kBlock / numora * 1e3 : 0.0;
-        const double b = plain > 0 ? kBlock / plain * 1e3 : 0.0;
-        std::printf("%-22s %10.1f %10.1f %8.2f %14s\n", name, a, b, b > 0 ? a / b : 0.0, same ? "yes" : "NO");
-    }
-    double Get(const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() ? 0.0 : it->second;
-    }
-    std::map<std::string, double> best_;
-};
+// The summary table from the fastest repetitions.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    CTimeFilter direct = Designed();
+    Shifting shifting(direct);
+    CSectionFilter sections = DesignedSections();
+    Cascade cascade(sections);
+    const bool directSame = BitIdentical(direct, shifting);
+    const bool sectionsSame = BitIdentical(sections, cascade);
+    std::printf("\norder-8 band-pass, blocks of %d samples (Msamples/s of CPU time, fastest repetition)\n", kBlock);
+    std::printf("%-22s %10s %10s %8s %14s\n", "", "Numora", "plain", "ratio", "bit-identical");
+    Row("direct form", times.Fastest("TimeFilterApply"), times.Fastest("ShiftingReference"), directSame);
+    Row("second-order sections", times.Fastest("SectionFilterApply"), times.Fastest("CascadeReference"),
+        sectionsSame);
+}
 
 }  // namespace
 
@@ -215,10 +192,5 @@ BENCHMARK(CascadeReference);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

@@ -11,12 +11,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "numora/analysis/integration.h"
 #include "numora/analysis/integration_detail.h"
 
@@ -108,44 +108,23 @@ void Scan(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kBlock);
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark in
-// nanoseconds of CPU time.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            // CPU time of the thread: the machine's cores are shared.
-            const double ns = run.cpu_accumulated_time / static_cast<double>(run.iterations) * 1e9;
-            if (best_.count(name) == 0 || ns < best_[name])
-                best_[name] = ns;
-        }
+// The summary table from the fastest repetitions, in ns: the benchmarks run in ms.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    auto ns = [&](const std::string& name) { return times.Fastest(name) * 1e6; };
+    std::printf("\nblock of %d samples (fastest repetition, CPU time)\n", kBlock);
+    const double scan = ns("scan_unit_limits/51200");
+    if (scan > 0)
+        std::printf("ScanUnitLimits at 51.2 kHz: %.3g samples/s\n", kBlock / (scan * 1e-9));
+    std::printf("%8s %12s %12s %12s %8s %8s\n", "window", "plain ns", "library ns", "128-bit ns", "ratio", "128 r.");
+    for (int w : kWindows) {
+        const double plain = ns("drift_plain/" + std::to_string(w));
+        const double lib = ns("drift_library/" + std::to_string(w));
+        const double sse2 = ns("drift_sse2/" + std::to_string(w));
+        std::printf("%8d %12.0f %12.0f %12.0f %8.2f %8.2f\n", w, plain, lib, sse2, lib > 0 ? plain / lib : 0.0,
+                    sse2 > 0 ? plain / sse2 : 0.0);
     }
-
-    void PrintTable()
-    {
-        std::printf("\nblock of %d samples (fastest repetition, CPU time)\n", kBlock);
-        const double scan = best_["scan_unit_limits/51200"];
-        if (scan > 0)
-            std::printf("ScanUnitLimits at 51.2 kHz: %.3g samples/s\n", kBlock / (scan * 1e-9));
-        std::printf("%8s %12s %12s %12s %8s %8s\n", "window", "plain ns", "library ns", "128-bit ns",
-                    "ratio", "128 r.");
-        for (int w : kWindows) {
-            const double plain = best_["drift_plain/" + std::to_string(w)];
-            const double lib = best_["drift_library/" + std::to_string(w)];
-            const double sse2 = best_["drift_sse2/" + std::to_string(w)];
-            std::printf("%8d %12.0f %12.0f %12.0f %8.2f %8.2f\n", w, plain, lib, sse2, lib > 0 ? plain / lib : 0.0,
-                        sse2 > 0 ? plain / sse2 : 0.0);
-        }
-    }
-
-private:
-    std::map<std::string, double> best_;
-};
+}
 
 }  // namespace
 
@@ -158,10 +137,5 @@ int main(int argc, char** argv)
             benchmark::RegisterBenchmark((names[kind] + std::to_string(w)).c_str(), Drift, kind, w)
                 ->Unit(benchmark::kMillisecond);
     }
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

@@ -10,12 +10,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "numora/analysis/interpolator.h"
 
 namespace {
@@ -118,50 +118,29 @@ void Plain(benchmark::State& state, float ratio)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * PerFrame(ratio));
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ns = run.GetAdjustedCPUTime();
-            auto it = best_.find(name);
-            if (it == best_.end() || ns < it->second)
-                best_[name] = ns;
-        }
-    }
+// A ratio as it appears in the benchmarks' names.
+std::string RatioName(float ratio)
+{
+    char s[16];
+    std::snprintf(s, sizeof s, "%.2f", static_cast<double>(ratio));
+    return s;
+}
 
-    void PrintTable() const
-    {
-        std::printf("\nOutput samples per second, %u-sample frames (fastest repetition, CPU time)\n", kFrame);
-        std::printf("%8s %16s %16s %8s\n", "ratio", "CInterpolator", "plain sum", "speedup");
-        for (float ratio : kRatios) {
-            const std::string tail = "/" + Name(ratio);
-            const double ip = Rate(ratio, "cinterpolator" + tail), plain = Rate(ratio, "plain" + tail);
-            std::printf("%8.2f %16.3e %16.3e %8.2f\n", static_cast<double>(ratio), ip, plain,
-                        plain > 0 ? ip / plain : 0.0);
-        }
+// The summary table from the fastest repetitions.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    auto rate = [&](float ratio, const std::string& name) {
+        const double ns = times.Fastest(name);
+        return ns <= 0 ? 0.0 : PerFrame(ratio) * 1e9 / ns;
+    };
+    std::printf("\nOutput samples per second, %u-sample frames (fastest repetition, CPU time)\n", kFrame);
+    std::printf("%8s %16s %16s %8s\n", "ratio", "CInterpolator", "plain sum", "speedup");
+    for (float ratio : kRatios) {
+        const std::string tail = "/" + RatioName(ratio);
+        const double ip = rate(ratio, "cinterpolator" + tail), plain = rate(ratio, "plain" + tail);
+        std::printf("%8.2f %16.3e %16.3e %8.2f\n", static_cast<double>(ratio), ip, plain, plain > 0 ? ip / plain : 0.0);
     }
-
-    static std::string Name(float ratio)
-    {
-        char s[16];
-        std::snprintf(s, sizeof s, "%.2f", static_cast<double>(ratio));
-        return s;
-    }
-
-private:
-    double Rate(float ratio, const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() || it->second <= 0 ? 0.0 : PerFrame(ratio) * 1e9 / it->second;
-    }
-    std::map<std::string, double> best_;
-};
+}
 
 }  // namespace
 
@@ -170,14 +149,9 @@ int main(int argc, char** argv)
     const std::vector<float> stream = Stream();
     for (float ratio : kRatios) {
         CheckSameBits(stream, ratio);
-        const std::string tail = "/" + SummaryReporter::Name(ratio);
+        const std::string tail = "/" + RatioName(ratio);
         benchmark::RegisterBenchmark(("cinterpolator" + tail).c_str(), Interpolator, ratio);
         benchmark::RegisterBenchmark(("plain" + tail).c_str(), Plain, ratio);
     }
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

@@ -9,13 +9,13 @@
 // machine may be shared) and the ratio of the plain loop to the wide path.
 
 #include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/bench_support.h"
 #include "numora/analysis/srs.h"
 #include "numora/analysis/srs_detail.h"
 
@@ -72,42 +72,17 @@ int OnPath(detail::SrsPath path, const float* time, int n, float sampleRate, flo
                                   startMs, endMs);
 }
 
-// Console output as usual, plus the fastest repetition of every benchmark.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration)
-                continue;
-            const std::string name = run.run_name.function_name;
-            const double ms = run.GetAdjustedCPUTime();  // in ms, the benchmarks' unit
-            auto it = best_.find(name);
-            if (it == best_.end() || ms < it->second)
-                best_[name] = ms;
-        }
-    }
-
-    void PrintTable() const
-    {
-        const double plain = Get("srs_plain_loop"), wide = Get("srs_wide");
-        std::printf("\n1 s at 51.2 kHz, 1/12-octave bands 10 Hz - 10 kHz (CPU ms, fastest repetition)\n");
-        std::printf("%-28s %10.2f\n", "TIMtoSRS plain loop", plain);
-        std::printf("%-28s %10.2f\n", "TIMtoSRS 4 lanes (128-bit)", Get("srs_lanes4"));
-        std::printf("%-28s %10.2f\n", "TIMtoSRS wide path", wide);
-        std::printf("%-28s %10.2f\n", "TIMtoSRS_RampInvariant", Get("srs_ramp_invariant"));
-        std::printf("%-28s %10.2f\n", "plain / wide", wide > 0 ? plain / wide : 0.0);
-    }
-
-private:
-    double Get(const std::string& name) const
-    {
-        auto it = best_.find(name);
-        return it == best_.end() ? 0.0 : it->second;
-    }
-    std::map<std::string, double> best_;
-};
+// The summary table from the fastest repetitions, in ms, the benchmarks' unit.
+void PrintTable(const numora_bench::FastestReporter& times)
+{
+    const double plain = times.Fastest("srs_plain_loop"), wide = times.Fastest("srs_wide");
+    std::printf("\n1 s at 51.2 kHz, 1/12-octave bands 10 Hz - 10 kHz (CPU ms, fastest repetition)\n");
+    std::printf("%-28s %10.2f\n", "TIMtoSRS plain loop", plain);
+    std::printf("%-28s %10.2f\n", "TIMtoSRS 4 lanes (128-bit)", times.Fastest("srs_lanes4"));
+    std::printf("%-28s %10.2f\n", "TIMtoSRS wide path", wide);
+    std::printf("%-28s %10.2f\n", "TIMtoSRS_RampInvariant", times.Fastest("srs_ramp_invariant"));
+    std::printf("%-28s %10.2f\n", "plain / wide", wide > 0 ? plain / wide : 0.0);
+}
 
 }  // namespace
 
@@ -123,10 +98,5 @@ int main(int argc, char** argv)
         ->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("srs_ramp_invariant", [](benchmark::State& s) { Srs(s, TIMtoSRS_RampInvariant); })
         ->Unit(benchmark::kMillisecond);
-    benchmark::Initialize(&argc, argv);
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintTable();
-    benchmark::Shutdown();
-    return 0;
+    return numora_bench::RunBenchmarks(argc, argv, numora_bench::Clock::Cpu, PrintTable);
 }

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "numora/analysis/integration.h"
@@ -49,11 +50,11 @@ bool Same(const std::vector<float>& a, const std::vector<float>& b)
 }
 
 // The drift filter as its rule reads: every sample less the mean of the 2h
-// samples around the nearest sample whose window fits.
+// samples around the nearest sample whose window fits; a NaN is the default one.
 std::vector<float> PlainDrift(const std::vector<float>& s, int w)
 {
     const int n = static_cast<int>(s.size()), h = w / 2;
-    if (w < 1 || n <= 2 * h)
+    if (h < 0 || n <= 2 * h)
         return s;
     std::vector<float> out(n);
     for (int i = 0; i < n; ++i) {
@@ -62,6 +63,8 @@ std::vector<float> PlainDrift(const std::vector<float>& s, int w)
         for (int j = c - h; j < c + h; ++j)
             sum += static_cast<double>(s[j]);
         out[i] = static_cast<float>(static_cast<double>(s[i]) - sum * (1.0 / w));
+        if (std::isnan(out[i]))
+            out[i] = std::numeric_limits<float>::quiet_NaN();
     }
     return out;
 }

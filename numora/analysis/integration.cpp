@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <limits>
 
 #include "numora/foundation/array.h"
 #include "numora/foundation/array_scan.h"
@@ -71,13 +72,21 @@ double WindowSum(const float* src, int i, int h)
     return sum;
 }
 
+// float(x - m), with a NaN given as the default quiet NaN. Which of two NaNs
+// an addition passes on depends on the order in which the compiler puts its
+// operands, which differs between the scalar and the vector code; so without
+// this the paths could disagree in a NaN's sign and payload.
+NUMORA_SIMD_INLINE float LessMean(float x, double m)
+{
+    const float d = static_cast<float>(static_cast<double>(x) - m);
+    return std::isnan(d) ? std::numeric_limits<float>::quiet_NaN() : d;
+}
+
 // dst[i] = float(src[i] - m(i)) for i = from .. last, one window at a time.
 void DriftScalar(float* dst, const float* src, int h, double factor, int from, int last)
 {
-    for (int i = from; i <= last; ++i) {
-        const double m = WindowSum(src, i, h) * factor;
-        dst[i] = static_cast<float>(static_cast<double>(src[i]) - m);
-    }
+    for (int i = from; i <= last; ++i)
+        dst[i] = LessMean(src[i], WindowSum(src, i, h) * factor);
 }
 
 // Samples widened to double per stretch of a window, so that the lanes add
@@ -94,7 +103,7 @@ NUMORA_SIMD_INLINE void DriftLanes(float* dst, const float* src, int h, double f
 {
     constexpr int W = simd::LaneCount<D>;
     double wide[kStretch + K * W];
-    for (; i + K * W - 1 <= last; i += K * W) {
+    for (; last - i >= K * W - 1; i += K * W) {
         D sum[K];
         for (int k = 0; k < K; ++k)
             sum[k] = simd::Splat<D>(0.0);
@@ -110,7 +119,7 @@ NUMORA_SIMD_INLINE void DriftLanes(float* dst, const float* src, int h, double f
         for (int k = 0; k < K; ++k)
             for (int l = 0; l < W; ++l) {
                 const int o = i + k * W + l;
-                dst[o] = static_cast<float>(static_cast<double>(src[o]) - sum[k][l] * factor);
+                dst[o] = LessMean(src[o], sum[k][l] * factor);
             }
     }
 }
@@ -189,7 +198,7 @@ void RemoveMovingMeanOnPath(DriftPath path, float* dst, const float* src, int n,
     if (n < 1)
         return;
     const int h = w / 2;
-    if (w < 1 || n <= 2 * h) {
+    if (h < 0 || n <= 2 * h) {
         for (int i = 0; i < n; ++i)
             dst[i] = src[i];
         return;
@@ -206,10 +215,10 @@ void RemoveMovingMeanOnPath(DriftPath path, float* dst, const float* src, int n,
     // The edges take the mean of the nearest full window.
     const double head = WindowSum(src, h, h) * factor;
     for (int k = 0; k < h; ++k)
-        dst[k] = static_cast<float>(static_cast<double>(src[k]) - head);
+        dst[k] = LessMean(src[k], head);
     const double tail = WindowSum(src, last, h) * factor;
     for (int k = last + 1; k < n; ++k)
-        dst[k] = static_cast<float>(static_cast<double>(src[k]) - tail);
+        dst[k] = LessMean(src[k], tail);
 }
 
 }  // namespace detail
@@ -241,9 +250,9 @@ void ScanUnitLimits(SCAN_UNIT_LIMITS& limits)
     WidenLimits(limits.accel, n, first, limits.accelMin, limits.accelMax, limits.accelPeak);
 
     // A tenth of a second of samples, less one; a rate whose window has no int
-    // gets no window at all.
+    // gets the widest window, INT_MAX, which is what INT_MIN less one wraps to.
     const int cut = detail::CutToInt(Round(limits.sampleRate * 0.1));
-    const int w = cut > INT_MIN ? cut - 1 : 0;
+    const int w = cut > INT_MIN ? cut - 1 : INT_MAX;
     ArrayCopy(limits.scratch, limits.accel, n);
     RemoveMovingMean(limits.accel, limits.scratch, n, w);
 

@@ -88,8 +88,12 @@ NUMORA_API void intg_continuous(float* const out, float* const in, int n, double
 // sample; 1/w is one double division. Several windows are summed side by side
 // in vector lanes (AVX2 where the processor has it), each lane in that same
 // order, so every path gives the same bits as the plain loop.
-// choice: w < 1 filters nothing (dst is a copy of src), where 1/w would be
-// infinite or the window would reach outside the block.
+// choice: a NaN result is the default quiet NaN, since which of a window's
+// NaNs a sum passes on depends on how the compiler orders the operands.
+// w = 0 and w = -1 have h = 0 and an empty window: the factor 1/w is +inf or
+// -1, so every mean is NaN (0 * inf) or -0, as the rule gives.
+// choice: w < -1, whose h is negative, filters nothing (dst is a copy of src):
+// its windows would reach outside the block.
 // src and dst must be distinct.
 NUMORA_API void RemoveMovingMean(float* dst, const float* src, int n, int w);
 
@@ -97,14 +101,16 @@ NUMORA_API void RemoveMovingMean(float* dst, const float* src, int n, int w);
 // limits, takes the drift off it, integrates it to vel and vel to disp with
 // the drift taken off each, widens the limits and counts the block.
 // The drift window is w = cut(Round(sampleRate * 0.1)) - 1, a tenth of a second
-// less one sample. accel comes back drift-filtered; its limits and RMS are
+// less one sample; below 15 samples per second w is 0 or less (see
+// RemoveMovingMean). accel comes back drift-filtered; its limits and RMS are
 // taken before the filter.
 // precision: scale is applied in float (ArrayScale), offset as float(-offset)
 // added in float (ArraySum); the RMS is RMS_TIM's; each peak is the larger of
 // |min| and |max| of the run.
 // choice: count < 1 leaves the record and the blocks alone, frameCount too.
-// choice: a sampleRate whose window has no int (NaN, out of range) filters
-// nothing, as a window below 1 does.
+// choice: a sampleRate whose window has no int (NaN, out of range) takes the
+// widest window, w = INT_MAX: a block of fewer than INT_MAX samples is left
+// unfiltered.
 NUMORA_API void ScanUnitLimits(SCAN_UNIT_LIMITS& limits);
 
 }  // namespace math

@@ -14,12 +14,13 @@
 // seven spectra:
 // - TIMtoSRS: the impulse-invariant (Kelly-Richman) recursion, all in float.
 //   Measured on half-sines at Q = 10 against the exact response, it can be
-//   trusted where the sample rate is between about 8 and 1000
+//   trusted where the sample rate is between about 9 and 1000
 //   times the band frequency: within 1 % there, within 0.5 % from about 50
 //   times. Below that it reads low (a half-sine with Q = 10 reads 4 % low at
 //   fs/fn = 6 and 13 % low at fs/fn = 4). Above about 1000 times its float
-//   coefficients lose 1 - cos(wT) to rounding and it errs erratically by
-//   percents: about 1 % near fs/fn = 2000, up to 13 % between 5000 and 10,000.
+//   coefficients lose 1 - cos(wT) to rounding and it errs erratically: by
+//   up to 1 % below fs/fn = 2000, by percents above, by up to 30 % towards
+//   10,000.
 // - TIMtoSRS_RampInvariant: the ramp-invariant (Smallwood) recursion, the
 //   filter of ISO 18431-4; a report to that standard wants this one. Its
 //   coefficients and recursion are in double, and on a pulse that the
