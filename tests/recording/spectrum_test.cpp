@@ -1,0 +1,129 @@
+#include "recording/spectrum.h"
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "numora/spectrum/conversions.h"
+#include "numora/transforms/frame.h"
+#include "numora/transforms/window.h"
+#include "recording/error.h"
+#include "tests/support/support.h"
+
+namespace {
+
+using namespace numora::rec;
+
+// Channel c of an interleaved record.
+std::vector<float> ChannelOf(const std::vector<float>& samples, int channels, int c) {
+    std::vector<float> out;
+    for (size_t i = static_cast<size_t>(c); i < samples.size(); i += static_cast<size_t>(channels)) out.push_back(samples[i]);
+    return out;
+}
+
+TEST(Spectrum, EveryModeAveragesTheFramesAsTheLibraryChainDoes)
+{
+    const int frames = 5000, channels = 2, size = 256;
+    const double rate = 2048.0;
+    const std::vector<float> samples = numora_test::RandomFloats(frames * channels, 11);
+    for (Averaging mode : {Averaging::Linear, Averaging::Exponential, Averaging::PeakHold, Averaging::MaxLine,
+                           Averaging::MaxPower, Averaging::MaxBand3}) {
+        SpectrumOptions options;
+        options.frameSize = size;
+        options.overlapPercent = 75.0;
+        options.window = Window::Blackman;
+        options.averaging = mode;
+        options.expFrames = 5;
+        ArraySource source(samples.data(), frames, channels, rate);
+        const PsdResult result = MeasurePsd(source, {1, 0}, options, {}, 333);
+
+        const FrequencyAxis axis = MakeFrequencyAxis(rate, size, false);
+        ASSERT_EQ(result.axis.lastLine, 100);  // 256 / 2.56
+        ASSERT_EQ(result.averages, (frames - size) / 64 + 1);
+        for (int c = 0; c < channels; ++c) {
+            const std::vector<float> x = ChannelOf(samples, channels, 1 - c);
+            std::vector<float> aps(static_cast<size_t>(axis.Lines())), frame(static_cast<size_t>(size));
+            QV_WIND_SETUP wind{};
+            float held = 0.0f;
+            for (int k = 0; k < result.averages; ++k) {
+                std::copy_n(x.begin() + k * 64, size, frame.begin());
+                // The layer's averagings are the library's modes 1 to 6 in order.
+                qv::math::TIMtoAPS(0, frame.data(), aps.data(), axis.deltaF,
+                                   static_cast<QV_ACQFRAME_AVGMODE>(static_cast<int>(mode) + 1),
+                                   QV_WIN_BLACKMAN, QV_WINDOWSCALE_POWER, 0.0f, 0, QV_WEIGHT_NONE, size, axis.Lines(), k + 1, 5,
+                                   axis.scaleFactor, &wind, &held);
+            }
+            qv::math::WindowReset(&wind);
+            std::vector<float> psd(aps.size());
+            qv::math::APStoPSD(aps.data(), psd.data(), axis.Lines(), axis.deltaF);
+            ASSERT_TRUE(numora_test::BitEqual(aps.data(), result.aps[static_cast<size_t>(c)].data(), axis.Lines()))
+                << AveragingName(mode) << " channel " << c;
+            ASSERT_TRUE(numora_test::BitEqual(psd.data(), result.psd[static_cast<size_t>(c)].data(), axis.Lines()));
+        }
+        EXPECT_EQ(result.channelNames, (std::vector<std::string>{"ch2", "ch1"}));
+        EXPECT_EQ(result.samples, frames);
+    }
+}
+
+TEST(Spectrum, ASineReadsItsRmsOverallAndInItsBandOnly)
+{
+    const double rate = 51200.0, amplitude = 2.0;
+    const int frames = 1 << 17;
+    std::vector<float> x(frames);
+    for (int i = 0; i < frames; ++i) x[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(6.283185307179586 * 1000.0 * i / rate));
+    ArraySource source(x.data(), frames, 1, rate);
+    const PsdResult r = MeasurePsd(source, {0}, SpectrumOptions{});
+    EXPECT_EQ(r.axis.deltaF, 12.5f);
+    EXPECT_EQ(r.axis.lastLine, 1600);
+    EXPECT_DOUBLE_EQ(r.axis.Frequency(80), 1000.0);
+    const double rms = amplitude / std::sqrt(2.0);
+    EXPECT_NEAR(r.overallRms[0], rms, 2e-4 * rms);
+    EXPECT_NEAR(BandRms(r, 0, 950.0, 1050.0), rms, 2e-4 * rms);
+    EXPECT_LT(BandRms(r, 0, 2000.0, 20000.0), 1e-4 * rms);
+    size_t peak = 0;
+    for (size_t k = 1; k < r.psd[0].size(); ++k)
+        if (r.psd[0][k] > r.psd[0][peak]) peak = k;
+    EXPECT_EQ(peak, 80u);
+    EXPECT_THROW(BandRms(r, 0, 100.0, 20001.0), Error);
+    EXPECT_THROW(BandRms(r, 0, 200.0, 100.0), Error);
+    EXPECT_EQ(MakeFrequencyAxis(rate, 4096, true).lastLine, 2047);
+}
+
+TEST(Spectrum, RefusesARecordWithoutAWholeFrameAndBadOptions)
+{
+    const std::vector<float> x(4095, 1.0f);
+    ArraySource source(x.data(), 4095, 1, 1000.0, "short.wav");
+    try {
+        MeasurePsd(source, {0}, SpectrumOptions{});
+        FAIL();
+    } catch (const Error& e) {
+        EXPECT_EQ(std::string(e.what()), "short.wav: 4095 samples are fewer than one frame of 4096");
+    }
+    SpectrumOptions bad;
+    bad.frameSize = 3000;
+    EXPECT_THROW(PsdAverager(1000.0, 1, bad), Error);
+    bad = SpectrumOptions{};
+    bad.averaging = Averaging::Exponential;
+    bad.expFrames = 0;
+    EXPECT_THROW(PsdAverager(1000.0, 1, bad), Error);
+    EXPECT_THROW(PsdAverager(0.0, 1, SpectrumOptions{}), Error);
+    EXPECT_THROW(ParseWindow("hanning"), Error);
+    EXPECT_EQ(ParseAveraging("max-band3"), Averaging::MaxBand3);
+    EXPECT_EQ(WindowName(ParseWindow("flattop")), "flattop");
+}
+
+TEST(Spectrum, PushAllocatesNothingHoweverLongTheRecord)
+{
+    SpectrumOptions options;
+    options.frameSize = 1024;
+    PsdAverager averager(10000.0, 2, options);
+    const std::vector<float> a = numora_test::RandomFloats(8192, 1), b = numora_test::RandomFloats(8192, 2);
+    const float* data[2] = {a.data(), b.data()};
+    averager.Push(data, 8192);  // the first frames prepare the window
+    const size_t before = numora_test::AllocationCount();
+    for (int i = 0; i < 50; ++i) averager.Push(data, 8192);
+    EXPECT_EQ(numora_test::AllocationCount(), before);
+    EXPECT_EQ(averager.Averages(), (51 * 8192 - 1024) / 512 + 1);
+}
+
+}  // namespace
