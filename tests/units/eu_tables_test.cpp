@@ -92,15 +92,16 @@ TEST(EuTables, RowsBelongToTheirQuantityRunsWithTheirSIColumnsAndMimeTypes)
         std::string siUnit = runs[run].siName;  // the powers as superscript bytes
         for (size_t at; (at = siUnit.find('^')) != std::string::npos;)
             siUnit.replace(at, 2, siUnit[at + 1] == '2' ? "\xB2" : "\xB3");
+        const std::vector<int32_t> dimensions(row.dimensions, row.dimensions + 8);
         EXPECT_TRUE(Str(row.quantity) == runs[run].quantity && Str(row.siName) == runs[run].siName &&
-                    Str(row.siUnit) == siUnit && std::vector<int32_t>(row.dimensions, row.dimensions + 8) == runs[run].exponents)
+                    Str(row.siUnit) == siUnit && dimensions == runs[run].exponents)
             << "row " << index;
         EXPECT_EQ(runs[run].mime ? std::string("application/x-asam.aoquantity.") + runs[run].mime : "",
                   Str(row.mimeType)) << "row " << index;
         EXPECT_EQ(std::string::npos, Str(row.unitName).find_first_not_of(plain)) << "row " << index;
     }
-    EXPECT_TRUE(Str(Unit(0).unitName) == "meter/sec\xB2" && Unit(115).unitName.IsEmpty() && Unit(116).unitName.IsEmpty());
-    EXPECT_TRUE(Str(Unit(82).unitName) == "psi" && Str(Unit(83).unitName) == "psi");
+    EXPECT_TRUE(Str(Unit(0).unitName) == "meter/sec\xB2" && Str(Unit(82).unitName) == "psi" &&
+                Str(Unit(83).unitName) == "psi" && Unit(115).unitName.IsEmpty() && Unit(116).unitName.IsEmpty());
 }
 
 TEST(EuTables, FactorsAndOffsetsKeepTheControllersValues)
