@@ -63,7 +63,7 @@ void Generator(Bytes& in)
 void Overlap(Bytes& in)
 {
     const int n = in.Small(300) + 1;
-    const float scale = in.Unit(8.0f) - 4.0f;
+    const float scale = static_cast<float>(in.Take<int8_t>()) / 32.0f;  // -4 to 4, with 1 among them
     std::vector<float> base(static_cast<size_t>(n));
     float peak = 0.0f;
     for (float& v : base) {
