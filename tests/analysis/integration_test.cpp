@@ -40,7 +40,7 @@ Block RefDrift(const Block& s, int w)
     return out;
 }
 
-TEST(Intg, FollowsTheRuleFromRestWithTheMeanInDouble)
+TEST(Intg, FollowsTheRuleFromRestWithTheMeanInDoubleAndTheScalesOfTheUnits)
 {
     // A constant 1 with scale 24 adds 9, 28 and 23, then 24 per step; with the
     // mean taken off, nothing.
@@ -74,16 +74,15 @@ TEST(Intg, FollowsTheRuleFromRestWithTheMeanInDouble)
     intg(expected, centred, 3, 24.0, false);
     intg(y, y, 3, 24.0, true);
     EXPECT_TRUE(BitEqual(expected, y, 3));
-}
 
-TEST(Intg, AccelToVelAndVelToDispTakeTheScalesOfTheirUnits)
-{
-    Block x = RandomFloats(64, 5), out(64), ref(64);
-    accel_to_vel(out.data(), x.data(), 5014.0, 64, qv::UnitSysEnglish, true);
-    intg(ref.data(), x.data(), 64, 386.088582283355 / 5014.0, true);
+    // accel_to_vel and vel_to_disp take the scales of their units.
+    Block z = RandomFloats(64, 5), ref(64);
+    out.resize(64);
+    accel_to_vel(out.data(), z.data(), 5014.0, 64, qv::UnitSysEnglish, true);
+    intg(ref.data(), z.data(), 64, 386.088582283355 / 5014.0, true);
     EXPECT_TRUE(BitEqual(ref.data(), out.data(), 64));
-    vel_to_disp(out.data(), x.data(), 5014.0, 64, qv::UnitSysMetric, false);
-    intg(ref.data(), x.data(), 64, 1000.0 / 5014.0, false);
+    vel_to_disp(out.data(), z.data(), 5014.0, 64, qv::UnitSysMetric, false);
+    intg(ref.data(), z.data(), 64, 1000.0 / 5014.0, false);
     EXPECT_TRUE(BitEqual(ref.data(), out.data(), 64));
 }
 

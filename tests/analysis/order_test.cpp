@@ -75,7 +75,7 @@ TEST(OrderExtract, RecoversAmplitudeAndPhaseOfEachTrackedToneAtTheCentreWithoutA
     }
 }
 
-TEST(OrderExtract, ProductsInFloatAndHalvesSummedApartThenAdded)
+TEST(OrderExtract, ProductsInFloatHalvesSummedApartAndStatisticsInDouble)
 {
     // Frequency 0, L = 2: a pure half window, h0 near the centre, h1 outside.
     Tracker tr(0.0, 1.0, 2);
@@ -97,32 +97,30 @@ TEST(OrderExtract, ProductsInFloatAndHalvesSummedApartThenAdded)
     const double sum = (p(y[1], h0) + p(y[0], h1)) + (p(y[2], h0) + p(y[3], h1));
     EXPECT_EQ(sum * sum, tr.info.power);
     EXPECT_EQ(0.0f, tr.info.im);
-}
 
-TEST(OrderExtract, StatisticsInDoubleWithStrictExtremesAndNoRootOfANegative)
-{
-    Tracker tr(0.0, 1.0, 0);  // L = 0: correlation 0, statistics still computed
-    float x[4] = {3.0f, -5.0f, 1.0f, 2.0f};
-    Order_Extract(&tr.info, x, 4);
-    const float got[] = {tr.info.minimum, tr.info.maximum, tr.info.peak, tr.info.mean,
-                         tr.info.meanSquare, tr.info.stdDev, tr.info.re};
+    // Statistics in double, with strict extremes and no root of a negative.
+    Tracker none(0.0, 1.0, 0);  // L = 0: correlation 0, statistics still computed
+    float z4[4] = {3.0f, -5.0f, 1.0f, 2.0f};
+    Order_Extract(&none.info, z4, 4);
+    const float got[] = {none.info.minimum, none.info.maximum, none.info.peak, none.info.mean,
+                         none.info.meanSquare, none.info.stdDev, none.info.re};
     const float want[] = {-5.0f, 3.0f, 5.0f, 0.25f, 9.75f, static_cast<float>(std::sqrt(9.6875)), 0.0f};
     EXPECT_TRUE(BitEqual(want, got, 7));
     float big[3] = {0x1p25f, 1.0f, -0x1p25f};  // a float sum would lose the 1
-    Order_Extract(&tr.info, big, 3);
-    EXPECT_EQ(static_cast<float>(1.0 / 3.0), tr.info.mean);
+    Order_Extract(&none.info, big, 3);
+    EXPECT_EQ(static_cast<float>(1.0 / 3.0), none.info.mean);
 
     // The first of equal extremes stays: +0 then -0 keeps +0 for both.
     float z[2] = {0.0f, -0.0f};
-    Order_Extract(&tr.info, z, 2);
-    EXPECT_TRUE(SameBits(0.0f, tr.info.minimum) && SameBits(0.0f, tr.info.maximum));
-    Order_Extract(&tr.info, z + 1, 1);  // n = 1: every statistic is the sample
-    EXPECT_TRUE(SameBits(-0.0f, tr.info.maximum) && SameBits(0.0f, tr.info.peak));
+    Order_Extract(&none.info, z, 2);
+    EXPECT_TRUE(SameBits(0.0f, none.info.minimum) && SameBits(0.0f, none.info.maximum));
+    Order_Extract(&none.info, z + 1, 1);  // n = 1: every statistic is the sample
+    EXPECT_TRUE(SameBits(-0.0f, none.info.maximum) && SameBits(0.0f, none.info.peak));
 
     // A constant block whose q - m^2 comes out at -0x1.2p-48 reports that, not a NaN.
     std::vector<float> flat(100, 0x1.5a3042p+0f);
-    Order_Extract(&tr.info, flat.data(), 100);
-    EXPECT_EQ(-0x1.2p-48f, tr.info.stdDev);
+    Order_Extract(&none.info, flat.data(), 100);
+    EXPECT_EQ(-0x1.2p-48f, none.info.stdDev);
 }
 
 }  // namespace
