@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -16,7 +15,6 @@ namespace {
 
 using Floats = std::vector<float>;
 
-const double kPi = 3.14159265358979323846;
 const double kReach = 13.140625;
 
 // One interpolated value by the definition, with Kerval term by term: samples
@@ -72,34 +70,6 @@ TEST(Kernel, PublishedRowsStraightLinesBetweenEntriesAndUnitSum)
         EXPECT_NEAR(1.0, 0.999998 * s, 2e-5) << f;
         EXPECT_TRUE(f != 0.25 || std::fabs(s - 1.000001) < 1e-9);
     }
-}
-
-TEST(InterpolateMax, FindsTruePeakOfSampledSineBetweenSamples)
-{
-    // 0.8 sin(2 pi k / 8 + 3 pi / 8) under a raised-cosine taper of 64 samples
-    // at each end, so that the block's edges add no ringing of their own. It
-    // peaks halfway between samples: 0.8 against 0.8 cos(pi/8).
-    const int n = 256;
-    auto signal = [&](double t) {
-        const double edge = std::min(t, n - 1 - t);
-        const double taper = edge >= 64 ? 1.0 : 0.5 - 0.5 * std::cos(kPi * edge / 64);
-        return 0.8 * std::sin(2 * kPi * 0.125 * t + 3 * kPi / 8) * taper;
-    };
-    Floats x(n);
-    for (int i = 0; i < n; ++i)
-        x[i] = static_cast<float>(signal(i));
-    const float largestSample = *std::max_element(x.begin(), x.end());
-    for (float ratio : {4.0f, 10.0f, 16.0f}) {
-        const double dt = static_cast<double>(1.0f / ratio);
-        double peak = 0.0;  // the analytic signal's largest value on the same grid
-        for (int j = 0; j < static_cast<int>(n / dt); ++j)
-            peak = std::max(peak, signal(j * dt));
-        const float found = InterpolateMax(ratio, x.data(), n);
-        EXPECT_NEAR(peak, found, 5e-5) << ratio;
-        EXPECT_GT(found, largestSample + 0.05f) << ratio;
-    }
-    // An infinite ratio asks for more points than an int counts: 0.
-    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(std::numeric_limits<float>::infinity(), x.data(), n)));
 }
 
 TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFrameWithoutAllocating)
