@@ -213,7 +213,6 @@ TEST(Simd, ConversionsRoundAsStaticCast)
 {
     ExpectConversionsMatchStaticCast<simd::F4, simd::D4>("F4 <-> D4");
     ExpectConversionsMatchStaticCast<simd::Plain<float, 4>, simd::Plain<double, 4>>("plain x4");
-    ExpectConversionsMatchStaticCast<simd::Plain<float, 2>, simd::Plain<double, 2>>("plain x2");
 }
 
 // The run-time check answers what the processor says: on Linux the flags
