@@ -198,7 +198,7 @@ TEST(ImpulseInvariantSrs, MatchesAFloatModelBitForBitUnderEveryStretchRule)
     }
 }
 
-TEST(SrsFilters, TakeUpToAThousandBandsAllocateNothingAndKeepNegativePeaksAtZero)
+TEST(SrsFilters, TakeUpToAThousandBandsAndAllocateNothing)
 {
     const std::vector<float> x = RandomFloats(500, 3);
     for (SrsFilter filter : {TIMtoSRS, TIMtoSRS_RampInvariant}) {
@@ -212,13 +212,6 @@ TEST(SrsFilters, TakeUpToAThousandBandsAllocateNothingAndKeepNegativePeaksAtZero
                                  &o[3000], &o[4000], &o[5000], &o[6000], &o[7000], 1.0f, 400.0f, 0.0f, 0.0f);
         EXPECT_EQ(before, AllocationCount());
         EXPECT_EQ(106, count);
-
-        // A constant input over a quarter of a 10 Hz period never drives
-        // either response negative: primaryNeg stays +0.
-        for (QV_SRS_TYPE type : {kAbs, kRel}) {
-            const Srs up = RunSrs(filter, std::vector<float>(26, 1.0f), 1000.0f, 0.05f, type, 3, 10.0f, 10.0f);
-            EXPECT_TRUE(SameBits(0.0f, up.at(1, 0)) && up.at(0, 0) > 0.0f && up.at(3, 0) > 0.0f) << type;
-        }
     }
 }
 
