@@ -7,6 +7,7 @@
 
 #include "numora/foundation/complex.h"
 #include "numora/spectrum/auto_spectrum.h"
+#include "numora/spectrum/conversions.h"
 #include "numora/spectrum/cross_spectrum.h"
 #include "recording/chain_detail.h"
 #include "recording/error.h"
@@ -91,6 +92,10 @@ FrfResult FrfAverager::Result() const {
         r.gain.push_back(qv::math::ComplexMag(h));
         r.phaseDeg.push_back(qv::math::ComplexPhase(h));
     }
+    r.cps = s.cps;
+    r.cpsd.resize(static_cast<size_t>(lines));
+    qv::math::APStoPSD(reinterpret_cast<float*>(r.cps.data()), reinterpret_cast<float*>(r.cpsd.data()), 2 * lines,
+                       s.axis.deltaF);
     return r;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "numora/foundation/records.h"
 #include "recording/source.h"
 #include "recording/spectrum.h"
 
@@ -31,6 +32,8 @@ struct FrfResult {
     std::vector<float> coherence;     // |S(resp, ref)|^2 / (S(resp, resp) S(ref, ref)), not limited to 0 .. 1
     std::vector<float> apsReference;  // averaged power per line of the reference
     std::vector<float> apsResponse;   // ... and of the response
+    std::vector<complex> cps;         // averaged cross power per line, S(resp, ref) = resp * conj(ref)
+    std::vector<complex> cpsd;        // ... per hertz: both parts of cps times 1 / deltaF, as APStoPSD
 };
 
 // Averages frame pairs as their samples arrive.

@@ -45,6 +45,11 @@ TEST(Frf, H1OfAKnownSystemIsItsResponseWithFullCoherence)
         ASSERT_NEAR(r.re[i], h.real(), 2e-3);
         ASSERT_NEAR(r.im[i], h.imag(), 2e-3);
         ASSERT_GT(r.coherence[i], 0.999f) << "line " << k;
+        // The cross spectrum is H times the reference's power, per line and per hertz.
+        const std::complex<double> cps(r.cps[i].re, r.cps[i].im), cpsd(r.cpsd[i].re, r.cpsd[i].im);
+        const double power = r.apsReference[i];
+        ASSERT_NEAR(std::abs(cps - h * power), 0.0, 2e-3 * power) << "line " << k;
+        ASSERT_NEAR(std::abs(cpsd * static_cast<double>(r.axis.deltaF) - cps), 0.0, 1e-6 * std::abs(cps));
     }
 }
 
