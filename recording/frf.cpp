@@ -137,5 +137,23 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
     return result;
 }
 
+FrfResult MeasureFrf(const float* reference, const float* response, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options) {
+    FrfAverager averager(sampleRate, options);
+    for (int64_t done = 0; done < frames;) {
+        const int n = static_cast<int>(std::min<int64_t>(frames - done, kMemoryPieceFrames));
+        averager.Push(reference + done, response + done, n);
+        done += n;
+    }
+    if (averager.Averages() == 0)
+        throw Error(std::to_string(frames) + " samples are fewer than one frame of " +
+                    std::to_string(options.frameSize));
+    FrfResult result = averager.Result();
+    const std::vector<std::string> names = DefaultChannelNames(2);
+    result.referenceName = names[0];
+    result.responseName = names[1];
+    return result;
+}
+
 }  // namespace rec
 }  // namespace numora

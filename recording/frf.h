@@ -65,5 +65,11 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
                      const SpectrumOptions& options, const Progress& progress = {},
                      int blockFrames = kDefaultBlockFrames);
 
+// H1 and coherence of a response over a reference held in memory, `frames`
+// samples each; named ch1 (reference) and ch2 (response). Throws Error when
+// they hold no whole frame.
+FrfResult MeasureFrf(const float* reference, const float* response, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options);
+
 }  // namespace rec
 }  // namespace numora
