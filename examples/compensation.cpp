@@ -95,6 +95,7 @@ std::vector<complex> MeasureResponse(const std::vector<float>& excitation, const
         qv::math::FFTtoAPS(reinterpret_cast<complex*>(b.data()), apsB.data(), kLines, QV_AVG_LINEAR, f, 0, nullptr);
     }
     qv::math::CPStoFRF(cps.data(), apsB.data(), frf.data(), kLines);
+    qv::math::WindowReset(&wind);
     return frf;
 }
 

@@ -5,38 +5,15 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/drive/clipping.h"
 #include "numora/transforms/timing.h"
 
+using fuzz::Bytes;
+
 namespace {
-
-struct Bytes {
-    const uint8_t* data;
-    size_t size;
-    template <typename T>
-    T Take()
-    {
-        T v{};
-        const size_t n = size < sizeof v ? size : sizeof v;
-        std::memcpy(&v, data, n);
-        data += n;
-        size -= n;
-        return v;
-    }
-    int Small(int range) { return Take<uint8_t>() % range; }
-    float Unit(float range) { return static_cast<float>(Take<uint8_t>()) / 255.0f * range; }
-    double UnitD(double range) { return Take<uint8_t>() / 255.0 * range; }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
 
 // Samples that differ between two frames.
 template <typename T>
@@ -56,30 +33,30 @@ void Simple(Bytes& in)
         v = in.Unit(20.0f) - 10.0f;
     const std::vector<float> before = data;
     const auto type = static_cast<qv::DriveClipType>(in.Small(8));
-    const double sigma = in.UnitD(4.0);
+    const double sigma = in.Unit(4.0);
     const bool overshoot = in.Take<uint8_t>() & 1;
     double dev = -1.0;
 
     // The limit query changes nothing, and writes the deviation unless type 0.
     const float limit = qv::math::GetSigmaClip(data.data(), n, type, sigma, dev, overshoot);
-    Check(data == before && !(limit < 0.0f));  // NaN where rounding makes the variance negative
-    Check((type == qv::DriveClipNone || n < 1) == (dev == -1.0));
+    CHECK(data == before && !(limit < 0.0f));  // NaN where rounding makes the variance negative
+    CHECK((type == qv::DriveClipNone || n < 1) == (dev == -1.0));
 
     switch (in.Small(4)) {
     case 0: {
         const int count = qv::math::SigmaClip(data.data(), n, type, sigma, dev, overshoot);
-        Check(count == Changed(before, data));
+        CHECK(count == Changed(before, data));
         const bool clips =
             type == qv::DriveClipSigma || type == qv::DriveClipSixSigma || type == qv::DriveClipZeroOut;
         if (!clips)
-            Check(count == 0);
+            CHECK(count == 0);
         for (size_t i = 0; i < data.size(); ++i) {
             if (data[i] == before[i])
                 continue;
             if (type == qv::DriveClipZeroOut)
-                Check(data[i] == 0.0f);
+                CHECK(data[i] == 0.0f);
             else
-                Check(std::fabs(data[i]) == limit &&
+                CHECK(std::fabs(data[i]) == limit &&
                       data[i] * before[i] >= 0.0f);  // the same limit, same side
         }
         break;
@@ -87,22 +64,22 @@ void Simple(Bytes& in)
     case 1: {
         const float plain = in.Unit(8.0f);
         const int count = qv::math::SigmaClip(data.data(), n, type, plain);
-        Check(count == Changed(before, data));
+        CHECK(count == Changed(before, data));
         for (float v : data)
-            Check(type == qv::DriveClipNone || std::fabs(v) <= plain);
+            CHECK(type == qv::DriveClipNone || std::fabs(v) <= plain);
         break;
     }
     case 2: {
         const int count = qv::math::SigmaClipEU(data.data(), n, type, static_cast<float>(sigma));
-        Check(count == Changed(before, data));
+        CHECK(count == Changed(before, data));
         break;
     }
     default: {
         const float low = in.Unit(10.0f) - 5.0f, high = in.Unit(10.0f) - 5.0f;
         const int count = qv::math::RangeClip(data.data(), n, low, high);
-        Check(count >= Changed(before, data) && count <= 2 * n);
+        CHECK(count >= Changed(before, data) && count <= 2 * n);
         for (float v : data)
-            Check(low > high ? v <= high || v == low : (v >= low && v <= high));
+            CHECK(low > high ? v <= high || v == low : (v >= low && v <= high));
         break;
     }
     }
@@ -120,16 +97,16 @@ void Iterative(Bytes& in)
     std::vector<double> amplitude(static_cast<size_t>(size), 0.0), time(static_cast<size_t>(size));
     std::vector<double> spectrum(static_cast<size_t>(size)), phase(static_cast<size_t>(size / 2), 0.0);
     for (uint32_t k = 0; k < frame.linesWithDC; ++k)
-        amplitude[k] = in.UnitD(2.0);
-    const double sigma = in.UnitD(4.0) + 0.5;
-    const double peak = in.UnitD(4.0) + 0.25;
-    const double above = in.UnitD(0.01);
+        amplitude[k] = in.Unit(2.0);
+    const double sigma = in.Unit(4.0) + 0.5;
+    const double peak = in.Unit(4.0) + 0.25;
+    const double above = in.Unit(0.01);
     double rms = -1.0;
     if (in.Take<uint8_t>() & 1) {
         const int count =
             qv::math::FRQtoTIM_PhaseSigmaClip(amplitude.data(), time.data(), spectrum.data(), phase.data(),
                                               frame, sigma, true, peak, rms, above);
-        Check(count >= 0 && count <= size && std::isfinite(rms));
+        CHECK(count >= 0 && count <= size && std::isfinite(rms));
     } else {
         int pass = in.Small(10);
         const int calls = in.Small(4) + 1;
@@ -137,22 +114,22 @@ void Iterative(Bytes& in)
             const int before = pass;
             const int count = qv::math::RandomUltraClip(amplitude.data(), time.data(), spectrum.data(),
                                                         phase.data(), frame, sigma, peak, pass, rms, above);
-            Check(pass == before + 1 && count >= 0 && count <= size && std::isfinite(rms));
+            CHECK(pass == before + 1 && count >= 0 && count <= size && std::isfinite(rms));
         }
     }
     double largest = 0.0;
     for (double v : time)
         largest = std::max(largest, std::fabs(v));
-    Check(largest == 0.0 || std::fabs(largest - peak) <= 1e-12 * peak);  // normalised to the peak target
+    CHECK(largest == 0.0 || std::fabs(largest - peak) <= 1e-12 * peak);  // normalised to the peak target
     for (double p : phase)
-        Check(std::isfinite(p) && std::fabs(p) <= 3.1415926535897936);
+        CHECK(std::isfinite(p) && std::fabs(p) <= 3.1415926535897936);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Bytes in{data, size};
+    Bytes in(data, size);
     if (in.Small(2) == 0)
         Simple(in);
     else

@@ -27,49 +27,19 @@
 #include <cstddef>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/compensation/compensation.h"
 #include "numora/foundation/complex.h"
 #include "numora/transforms/fft.h"
 
 using namespace qv::math;
+using fuzz::Bytes;
+using fuzz::Guarded;
 
 namespace {
-
-const size_t kGuard = 4;
-const uint32_t kSentinel = 0x7FA5A5A5u;
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
-
-// count floats (initialised to fill) between guards of sentinels.
-struct Guarded {
-    Guarded(size_t count, float fill) : v(count + 2 * kGuard, fill)
-    {
-        for (size_t i = 0; i < kGuard; ++i) {
-            std::memcpy(&v[i], &kSentinel, sizeof(float));
-            std::memcpy(&v[v.size() - 1 - i], &kSentinel, sizeof(float));
-        }
-    }
-    float* F() { return v.data() + kGuard; }
-    complex* L() { return reinterpret_cast<complex*>(F()); }
-    bool GuardsHold() const
-    {
-        for (size_t i = 0; i < kGuard; ++i)
-            if (std::memcmp(&v[i], &kSentinel, sizeof(float)) != 0 ||
-                std::memcmp(&v[v.size() - 1 - i], &kSentinel, sizeof(float)) != 0)
-                return false;
-        return true;
-    }
-    bool operator==(const Guarded& o) const { return std::memcmp(v.data(), o.v.data(), v.size() * sizeof(float)) == 0; }
-    std::vector<float> v;
-};
 
 struct Args {
     int m, n, shapeMode, topMode, topLine;
@@ -119,26 +89,29 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size < 9)
         return 0;
+    Bytes bytes(data, size);
     Args a{};
-    a.m = 1 << (1 + data[0] % 9);
-    a.n = 1 << (1 + data[1] % 10);
-    a.shapeMode = data[2] % 10 - 1;
+    a.m = 1 << (1 + bytes.Take<uint8_t>() % 9);
+    a.n = 1 << (1 + bytes.Take<uint8_t>() % 10);
+    a.shapeMode = bytes.Take<uint8_t>() % 10 - 1;
     if (a.shapeMode == 3 && std::max(a.m, a.n) < 5)
         a.shapeMode = 2;  // the low band-edge taper reaches line 4
-    a.topMode = data[3] % 4;
-    a.topLine = data[4] % (a.n - 1);
-    a.lineSpacing = static_cast<float>(static_cast<int8_t>(data[5])) / 8.0f;
+    a.topMode = bytes.Take<uint8_t>() % 4;
+    a.topLine = bytes.Take<uint8_t>() % (a.n - 1);
+    a.lineSpacing = static_cast<float>(bytes.Take<int8_t>()) / 8.0f;
     const float df = 2 * a.n > 2 * a.m ? a.lineSpacing * 0.5f : a.lineSpacing;
-    a.lowTaperFreq = std::fabs(df) * static_cast<float>(data[6] % std::max(a.m, a.n));
-    a.lowCutFreq = static_cast<float>(static_cast<int8_t>(data[7])) * 3.0f;
-    a.withImpulse = (data[8] & 1) != 0;
-    a.keepAtStart = (data[8] & 2) != 0;
+    a.lowTaperFreq = std::fabs(df) * static_cast<float>(bytes.Take<uint8_t>() % std::max(a.m, a.n));
+    a.lowCutFreq = static_cast<float>(bytes.Take<int8_t>()) * 3.0f;
+    const uint8_t flags = bytes.Take<uint8_t>();
+    a.withImpulse = (flags & 1) != 0;
+    a.keepAtStart = (flags & 2) != 0;
     const float scales[] = {0.70710678f, 1.0f, 0.25f, 2.0f};
-    a.scale = scales[(data[8] >> 2) & 3];
+    a.scale = scales[(flags >> 2) & 3];
     const size_t m2 = static_cast<size_t>(2 * a.m), n2 = static_cast<size_t>(2 * a.n);
 
     Guarded in(std::max(m2, n2), 1.0f);
-    std::memcpy(in.F(), data + 9, std::min(size - 9, m2 * sizeof(float)));
+    for (size_t i = 0; i < m2 && bytes.Left() > 0; ++i)
+        in.F()[i] = bytes.Take<float>();
     const Guarded inBefore = in;
     bool moderate = true;
     for (size_t k = 0; k < static_cast<size_t>(a.m); ++k) {
@@ -147,35 +120,35 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
 
     Result r = Build(a, in, true, false, 3.0f);
-    Check(in == inBefore && r.out.GuardsHold() && r.impulse.GuardsHold());
+    CHECK(in == inBefore && r.out.GuardsHold() && r.impulse.GuardsHold());
     // impulse receives M2 floats, or N2 when the frame grows.
     const size_t written = a.withImpulse ? (n2 > m2 ? n2 : m2) : 0;
     for (size_t i = written; i < std::max(m2, n2); ++i)
-        Check(r.impulse.F()[i] == 0.0f);
+        CHECK(r.impulse.F()[i] == 0.0f);
     const bool centred = a.shapeMode == 1 || a.shapeMode >= 4;
     const bool early = m2 == n2 && !centred;
-    Check(r.shift == (!early && centred && a.withImpulse ? a.m : 0));
+    CHECK(r.shift == (!early && centred && a.withImpulse ? a.m : 0));
 
     // In place, and the inverse through the plain builder. What out held
     // before matters only where a growing frame has no impulse buffer.
     const bool staleEnters = !a.withImpulse && n2 > m2;
-    Check(Build(a, in, true, true, staleEnters ? 3.0f : -5.0f).out == r.out);
+    CHECK(Build(a, in, true, true, staleEnters ? 3.0f : -5.0f).out == r.out);
     Guarded inverted(std::max(m2, n2), 1.0f);
     ComplexInvertArray(inverted.L(), in.L(), a.m);
     Args plain = a;
     plain.keepAtStart = false;
     Result viaPlain = Build(plain, inverted, false, false, 3.0f);
-    Check(viaPlain.out == r.out && viaPlain.impulse == r.impulse && viaPlain.shift == r.shift);
+    CHECK(viaPlain.out == r.out && viaPlain.impulse == r.impulse && viaPlain.shift == r.shift);
 
     // The plain builder in the placement asked for: zeros around the response.
     Result kept = Build(a, in, false, false, 3.0f);
-    Check(Build(a, in, false, true, staleEnters ? 3.0f : -5.0f).out == kept.out);
-    Check(kept.out.GuardsHold() && kept.impulse.GuardsHold() && kept.shift == r.shift);
+    CHECK(Build(a, in, false, true, staleEnters ? 3.0f : -5.0f).out == kept.out);
+    CHECK(kept.out.GuardsHold() && kept.impulse.GuardsHold() && kept.shift == r.shift);
     if (a.withImpulse && n2 > m2) {
         const size_t first = a.keepAtStart ? 0 : m2 / 2;  // where the response starts
         for (size_t i = 0; i < n2; ++i)
             if (i < first || i >= first + m2)
-                Check(kept.impulse.F()[i] == 0.0f);
+                CHECK(kept.impulse.F()[i] == 0.0f);
     }
 
     complex* lines = r.out.L();
@@ -184,22 +157,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             std::vector<float> time(r.out.F(), r.out.F() + m2);
             DFT(time.data(), static_cast<int>(m2), -1);
             CorrIFT(time.data(), static_cast<int>(m2), a.scale);
-            Check(std::memcmp(time.data(), r.impulse.F(), m2 * sizeof(float)) == 0);
+            CHECK(std::memcmp(time.data(), r.impulse.F(), m2 * sizeof(float)) == 0);
         }
     } else {
         if (a.topMode == 1)
             for (int k = a.topLine + 2; k < a.n; ++k)
-                Check(ZeroLine(lines[k]));
+                CHECK(ZeroLine(lines[k]));
         if (a.lowCutFreq > 0.0f) {
             int c = Cut(a.lowCutFreq / df + 0.5f);
             if (c > 2)
                 c = c - 2;
             for (int k = 0; k <= std::min(c, a.n - 1); ++k)
-                Check(ZeroLine(lines[k]));
+                CHECK(ZeroLine(lines[k]));
         }
         if (moderate && a.lineSpacing != 0.0f)
             for (size_t i = 0; i < n2; ++i)
-                Check(std::isfinite(r.out.F()[i]));
+                CHECK(std::isfinite(r.out.F()[i]));
     }
 
     // The filter through the overlap-add, both forms.
@@ -217,23 +190,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             }
             ApplyCompensationSingle(frame.F(), r.out.F(), carry.F(), work.F(), 0.5f, static_cast<uint32_t>(n2),
                                     a.scale);
-            Check(std::memcmp(expected.data(), frame.F(), n2 * sizeof(float)) == 0);
-            Check(std::memcmp(block.F() + un, carry.F(), un * sizeof(float)) == 0);
-            Check(block.GuardsHold() && tail.GuardsHold() && frame.GuardsHold() && work.GuardsHold() &&
+            CHECK(std::memcmp(expected.data(), frame.F(), n2 * sizeof(float)) == 0);
+            CHECK(std::memcmp(block.F() + un, carry.F(), un * sizeof(float)) == 0);
+            CHECK(block.GuardsHold() && tail.GuardsHold() && frame.GuardsHold() && work.GuardsHold() &&
                   carry.GuardsHold());
         }
         const Guarded frozenBlock = block, frozenTail = tail;
         ApplyCompensation(block.F(), nullptr, tail.F(), 0.5f, static_cast<uint32_t>(a.n), a.scale);
         ApplyCompensation(block.F(), r.out.F(), tail.F(), 0.5f, 0, a.scale);
         ApplyCompensationSingle(block.F(), r.out.F(), nullptr, work.F(), 0.5f, static_cast<uint32_t>(n2), a.scale);
-        Check(block == frozenBlock && tail == frozenTail);
+        CHECK(block == frozenBlock && tail == frozenTail);
     }
 
     // Phase delay of the filter.
     Guarded phase(static_cast<size_t>(a.n), 0.0f);
     const float spacing = a.lineSpacing != 0.0f ? std::fabs(a.lineSpacing) : 1.0f;
     const float delay = GetCompPhaseSampleOffset(lines, phase.F(), a.n, 1000.0f, spacing);
-    Check(phase.GuardsHold());
+    CHECK(phase.GuardsHold());
     float max = phase.F()[1];
     int at = 1;
     for (int k = 2; k < a.n; ++k)
@@ -242,6 +215,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             at = k;
         }
     const float model = (max * 1000.0f) / ((static_cast<float>(at) * spacing) * 360.0f);
-    Check(std::memcmp(&delay, &model, sizeof delay) == 0 || (std::isnan(delay) && std::isnan(model)));
+    CHECK(std::memcmp(&delay, &model, sizeof delay) == 0 || (std::isnan(delay) && std::isnan(model)));
     return 0;
 }

@@ -11,11 +11,11 @@
 // one leaves the output alone.
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/numora.h"
 
 using namespace qv::eu;
@@ -38,25 +38,21 @@ const Model& TheModel()
         Model m;
         for (int i = 0; i < EuUnitsCount(); ++i) {
             EU_UNIT row;
-            if (!EuUnitsRow(i, row))
-                std::abort();
+            CHECK(EuUnitsRow(i, row));
             m.rows.push_back({row.unitName.GetString(), row.quantity.GetString(), row.siName.GetString(),
                               row.siUnit.GetString()});
         }
         for (int i = 0; i < EuTypeNamesCount(); ++i) {
             CString name;
-            if (!EuTypeNamesRow(i, name))
-                std::abort();
+            CHECK(EuTypeNamesRow(i, name));
             m.typeNames.push_back(name.GetString());
         }
         for (int i = 0; i < EuUnitAliasesCount(); ++i) {
             EU_UNIT_ALIAS alias;
-            if (!EuUnitAliasesRow(i, alias))
-                std::abort();
+            CHECK(EuUnitAliasesRow(i, alias));
             m.aliases.push_back({alias.unitName.GetString(), alias.type});
         }
-        if (m.rows.size() != 117 || m.typeNames.size() != 17 || m.aliases.size() != 6)
-            std::abort();
+        CHECK(m.rows.size() == 117 && m.typeNames.size() == 17 && m.aliases.size() == 6);
         return m;
     }();
     return model;
@@ -108,12 +104,6 @@ std::string ModelSIUnit(const std::string& quantity)
     return "";
 }
 
-void Check(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -138,11 +128,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     // Lookups against the model, and ASCII case does not matter.
     const TransducerTypeEU type = GetTypeFromUnitstr(text.c_str());
-    Check(type >= EuTypeNone && type <= EuTypeNoUnits);
-    Check(type == ModelType(text));
-    Check(GetTypeFromUnitstr(Upper(text).c_str()) == type);
-    Check(GetTypeFromUnitstr(Folded(text).c_str()) == type);
-    Check(ModelSIUnit(text) == GetSIUnitFromType(text.c_str()).GetString());
+    CHECK(type >= EuTypeNone && type <= EuTypeNoUnits);
+    CHECK(type == ModelType(text));
+    CHECK(GetTypeFromUnitstr(Upper(text).c_str()) == type);
+    CHECK(GetTypeFromUnitstr(Folded(text).c_str()) == type);
+    CHECK(ModelSIUnit(text) == GetSIUnitFromType(text.c_str()).GetString());
 
     // Display entry against a model; part k is null when flag bit k is set.
     const char* parts[4];
@@ -160,7 +150,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         expected += ")";
     CString entry("previous");
     BuildEuEntry(entry, text.c_str(), parts[0], parts[1], parts[2], parts[3]);
-    Check(expected == entry.GetString() && static_cast<int>(expected.size()) == entry.GetLength());
+    CHECK(expected == entry.GetString() && static_cast<int>(expected.size()) == entry.GetLength());
 
     // SetEUNA keeps the spare scales bit for bit, whatever they hold.
     EU_INPUT_DEFINITION definition;
@@ -172,33 +162,33 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     const bool si = (flags >> 4) & 1;
     SetEUNA(definition, si);
-    Check(definition.inputUnit.Compare(si ? "m/s\xB2" : "g") == 0);
-    Check(definition.baseUnit.Compare("m/sec\xB2") == 0 && definition.type == EuTypeAcceleration);
-    Check(definition.levels[0].unit.Compare("g") == 0 && definition.levels[0].scale == 1.0f);
+    CHECK(definition.inputUnit.Compare(si ? "m/s\xB2" : "g") == 0);
+    CHECK(definition.baseUnit.Compare("m/sec\xB2") == 0 && definition.type == EuTypeAcceleration);
+    CHECK(definition.levels[0].unit.Compare("g") == 0 && definition.levels[0].scale == 1.0f);
     for (int level = 1; level < 5; ++level) {
         uint32_t bits;
         std::memcpy(&bits, &definition.levels[level].scale, sizeof bits);
-        Check(definition.levels[level].unit.IsEmpty() && bits == scaleBits[level]);
+        CHECK(definition.levels[level].unit.IsEmpty() && bits == scaleBits[level]);
     }
 
     // Any byte string goes to UTF-8 and back unchanged.
     const CString utf8 = EuStringToUtf8(text.c_str());
     CString back("unset");
-    Check(Utf8ToEuString(utf8.GetString(), back) && text == back.GetString());
-    Check(utf8.GetLength() >= static_cast<int>(text.size()) && utf8.GetLength() <= 3 * static_cast<int>(text.size()));
+    CHECK(Utf8ToEuString(utf8.GetString(), back) && text == back.GetString());
+    CHECK(utf8.GetLength() >= static_cast<int>(text.size()) && utf8.GetLength() <= 3 * static_cast<int>(text.size()));
 
     // Read as UTF-8: a refusal leaves the output alone; an acceptance
     // re-encodes to the very input, and plain ASCII is always accepted as is.
     CString converted("kept");
     if (Utf8ToEuString(text.c_str(), converted)) {
-        Check(text == EuStringToUtf8(converted.GetString()).GetString());
-        Check(GetTypeFromUnitstr(converted.GetString()) == ModelType(converted.GetString()));
+        CHECK(text == EuStringToUtf8(converted.GetString()).GetString());
+        CHECK(GetTypeFromUnitstr(converted.GetString()) == ModelType(converted.GetString()));
     } else {
-        Check(converted.Compare("kept") == 0);
+        CHECK(converted.Compare("kept") == 0);
         bool ascii = true;
         for (char c : text)
             ascii = ascii && static_cast<unsigned char>(c) < 0x80;
-        Check(!ascii);
+        CHECK(!ascii);
     }
     return 0;
 }

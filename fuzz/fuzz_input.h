@@ -1,7 +1,8 @@
 #pragma once
 
 // Shared by the fuzz targets: reading a call's arguments from the input
-// bytes, comparing results bit for bit, and stopping on a broken invariant.
+// bytes, comparing results bit for bit, buffers between guards, and stopping
+// on a broken invariant.
 
 #include <algorithm>
 #include <cmath>
@@ -44,6 +45,23 @@ public:
         return static_cast<float>(std::ldexp(static_cast<double>(Take<int16_t>()), -8));
     }
 
+    // A whole number in 0 .. range - 1 from one byte.
+    int Small(int range) { return Take<uint8_t>() % range; }
+
+    // A value in [0, range] from one byte.
+    float Unit(float range) { return static_cast<float>(Take<uint8_t>()) / 255.0f * range; }
+    double Unit(double range) { return Take<uint8_t>() / 255.0 * range; }
+
+    // An unsigned number from the next `bytes` bytes (at most 8), the most
+    // significant first.
+    uint64_t Big(int bytes)
+    {
+        uint64_t value = 0;
+        for (int i = 0; i < bytes; ++i)
+            value = (value << 8) | Take<uint8_t>();
+        return value;
+    }
+
     size_t Left() const { return size_; }
 
 private:
@@ -56,6 +74,14 @@ private:
 {
     std::fprintf(stderr, "invariant broken at %s:%d\n", file, line);
     std::abort();
+}
+
+// The bit pattern of a float.
+inline uint32_t Bits(float v)
+{
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    return bits;
 }
 
 // The same value to the bit (so +0 differs from -0), except that any NaN
@@ -92,6 +118,58 @@ bool Same(const std::vector<T>& a, const std::vector<T>& b)
     }
     return true;
 }
+
+template <typename T>
+bool Same(const T* a, const T* b, size_t n)
+{
+    for (size_t i = 0; i < n; ++i) {
+        if (!Same(a[i], b[i]))
+            return false;
+    }
+    return true;
+}
+
+// count floats between guards of sentinel floats on either side, so that a
+// write out of bounds shows.
+class Guarded {
+public:
+    Guarded(size_t count, float fill) : v_(count + 2 * kGuard, fill)
+    {
+        for (size_t i = 0; i < kGuard; ++i) {
+            std::memcpy(&v_[i], &kSentinel, sizeof(float));
+            std::memcpy(&v_[v_.size() - 1 - i], &kSentinel, sizeof(float));
+        }
+    }
+    explicit Guarded(const std::vector<float>& values) : Guarded(values.size(), 0.0f)
+    {
+        std::memcpy(F(), values.data(), values.size() * sizeof(float));
+    }
+
+    // The first float, and the same memory as complex lines.
+    float* F() { return v_.data() + kGuard; }
+    complex* L() { return reinterpret_cast<complex*>(F()); }
+
+    bool GuardsHold() const
+    {
+        for (size_t i = 0; i < kGuard; ++i) {
+            if (std::memcmp(&v_[i], &kSentinel, sizeof(float)) != 0 ||
+                std::memcmp(&v_[v_.size() - 1 - i], &kSentinel, sizeof(float)) != 0)
+                return false;
+        }
+        return true;
+    }
+
+    // The same bits everywhere, guards included.
+    bool operator==(const Guarded& o) const
+    {
+        return v_.size() == o.v_.size() && std::memcmp(v_.data(), o.v_.data(), v_.size() * sizeof(float)) == 0;
+    }
+
+private:
+    static constexpr size_t kGuard = 4;
+    static constexpr uint32_t kSentinel = 0x7FA5A5A5u;  // a NaN that no computation makes
+    std::vector<float> v_;
+};
 
 // Two window records with the same fields and the same table.
 inline bool SameRecord(const QV_WIND_SETUP& a, const QV_WIND_SETUP& b)

@@ -17,37 +17,16 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/analysis/integration.h"
 
+using fuzz::Same;
+
 namespace {
-
-struct Reader {
-    const uint8_t* p;
-    size_t left;
-    uint32_t Next(int bytes)
-    {
-        uint32_t v = 0;
-        for (int i = 0; i < bytes && left > 0; ++i, --left)
-            v = (v << 8) | *p++;
-        return v;
-    }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
-
-bool Same(const std::vector<float>& a, const std::vector<float>& b)
-{
-    return std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
-}
 
 // The drift filter as its rule reads: every sample less the mean of the 2h
 // samples around the nearest sample whose window fits; a NaN is the default one.
@@ -73,16 +52,16 @@ std::vector<float> PlainDrift(const std::vector<float>& s, int w)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Reader in{data, size};
-    const int n = static_cast<int>(in.Next(2) % 2048) + 1;
-    const int split = static_cast<int>(in.Next(2) % (n + 1));
-    const int w = static_cast<int>(in.Next(2) % 1200) - 8;
-    const double rate = 100.0 + in.Next(2);
-    const double scale = static_cast<double>(static_cast<int16_t>(in.Next(2))) / 64.0;
-    const qv::UnitSys units = static_cast<qv::UnitSys>(in.Next(1) % 4);
+    fuzz::Bytes in(data, size);
+    const int n = static_cast<int>(in.Big(2) % 2048) + 1;
+    const int split = static_cast<int>(in.Big(2) % (n + 1));
+    const int w = static_cast<int>(in.Big(2) % 1200) - 8;
+    const double rate = 100.0 + in.Big(2);
+    const double scale = static_cast<double>(static_cast<int16_t>(in.Big(2))) / 64.0;
+    const qv::UnitSys units = static_cast<qv::UnitSys>(in.Big(1) % 4);
     std::vector<float> x(n);
     for (float& v : x)
-        v = static_cast<float>(static_cast<int16_t>(in.Next(2))) / 128.0f;
+        v = static_cast<float>(static_cast<int16_t>(in.Big(2))) / 128.0f;
 
     // Carried state: any split gives the bits of one call; intg is the same rule from rest.
     std::vector<float> whole(n), parts(n), rest(n);
@@ -90,21 +69,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     qv::math::intg_continuous(whole.data(), x.data(), n, a[0], a[1], a[2], a[3], scale);
     qv::math::intg_continuous(parts.data(), x.data(), split, b[0], b[1], b[2], b[3], scale);
     qv::math::intg_continuous(parts.data() + split, x.data() + split, n - split, b[0], b[1], b[2], b[3], scale);
-    Check(Same(whole, parts) && std::memcmp(a, b, sizeof a) == 0);
+    CHECK(Same(whole, parts) && std::memcmp(a, b, sizeof a) == 0);
     qv::math::intg(rest.data(), x.data(), n, scale, false);
-    Check(Same(whole, rest));
+    CHECK(Same(whole, rest));
     // In place equals out of place, with the mean taken off too.
     std::vector<float> inPlace = x;
     qv::math::intg(rest.data(), x.data(), n, scale, true);
     qv::math::intg(inPlace.data(), inPlace.data(), n, scale, true);
-    Check(Same(rest, inPlace));
+    CHECK(Same(rest, inPlace));
     // Unit sets outside the table give an all-zero block.
     qv::math::accel_to_vel(rest.data(), x.data(), rate, n, units, false);
-    Check(units != 3 || std::all_of(rest.begin(), rest.end(), [](float v) { return v == 0.0f; }));
+    CHECK(units != 3 || std::all_of(rest.begin(), rest.end(), [](float v) { return v == 0.0f; }));
 
     std::vector<float> drift(n);
     qv::math::RemoveMovingMean(drift.data(), x.data(), n, w);
-    Check(Same(drift, PlainDrift(x, w)));
+    CHECK(Same(drift, PlainDrift(x, w)));
 
     // A run of three blocks: the limits only widen and stay finite.
     std::vector<float> accel(n), vel(n), disp(n), scratch(n);
@@ -124,17 +103,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             accel[i] = x[(i + block * split) % n];
         const qv::math::SCAN_UNIT_LIMITS last = run;
         qv::math::ScanUnitLimits(run);
-        Check(run.frameCount == static_cast<uint32_t>(block + 1));
-        Check(std::isfinite(run.dispPeak) && std::isfinite(run.velPeak) && std::isfinite(run.accelRms));
-        Check(run.velPeak == std::max(std::fabs(run.velMin), std::fabs(run.velMax)));
+        CHECK(run.frameCount == static_cast<uint32_t>(block + 1));
+        CHECK(std::isfinite(run.dispPeak) && std::isfinite(run.velPeak) && std::isfinite(run.accelRms));
+        CHECK(run.velPeak == std::max(std::fabs(run.velMin), std::fabs(run.velMax)));
         if (block > 0)
-            Check(run.accelMin <= last.accelMin && run.accelMax >= last.accelMax &&
+            CHECK(run.accelMin <= last.accelMin && run.accelMax >= last.accelMax &&
                   run.dispPeak >= last.dispPeak && run.accelRms >= last.accelRms);
     }
     // A count below 1 touches nothing.
     const qv::math::SCAN_UNIT_LIMITS last = run;
     run.count = 0;
     qv::math::ScanUnitLimits(run);
-    Check(run.frameCount == last.frameCount && run.dispMax == last.dispMax);
+    CHECK(run.frameCount == last.frameCount && run.dispMax == last.dispMax);
     return 0;
 }

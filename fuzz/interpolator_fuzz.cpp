@@ -12,89 +12,61 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <utility>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/analysis/interpolator.h"
 
 namespace {
 
-class Input {
-public:
-    Input(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    bool Empty() const { return pos_ >= size_; }
-    uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
-    uint32_t Word()
-    {
-        uint32_t w = 0;
-        for (int i = 0; i < 4; ++i)
-            w = (w << 8) | Byte();
-        return w;
-    }
-    float Float()
-    {
-        const uint32_t w = Word();
-        float f;
-        std::memcpy(&f, &w, sizeof f);
-        return f;
-    }
-    double Double()
-    {
-        const uint64_t w = (static_cast<uint64_t>(Word()) << 32) | Word();
-        double d;
-        std::memcpy(&d, &w, sizeof d);
-        return d;
-    }
-    // A sample in [-1, 1], or now and then anything a float can hold.
-    float Sample()
-    {
-        const uint8_t kind = Byte();
-        if (kind < 8)
-            return Float();
-        return static_cast<float>(static_cast<int>(Word() % 2000001u) - 1000000) / 1000000.0f;
-    }
+using fuzz::Bytes;
 
-private:
-    const uint8_t* data_;
-    size_t size_;
-    size_t pos_ = 0;
-};
+// A float or a double from its bits, the most significant byte first.
+float Float(Bytes& in)
+{
+    const uint32_t bits = static_cast<uint32_t>(in.Big(4));
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+}
+
+double Double(Bytes& in)
+{
+    const uint64_t bits = in.Big(8);
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    return d;
+}
+
+// A sample in [-1, 1], or now and then anything a float can hold.
+float Sample(Bytes& in)
+{
+    const uint8_t kind = in.Take<uint8_t>();
+    if (kind < 8)
+        return Float(in);
+    return static_cast<float>(static_cast<int>(in.Big(4) % 2000001u) - 1000000) / 1000000.0f;
+}
 
 const double kReach = 13.140625;
 
-// Aborts with the failed condition and its line.
-#define CHECK(condition)                                                               \
-    do {                                                                               \
-        if (!(condition)) {                                                            \
-            std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition); \
-            std::abort();                                                              \
-        }                                                                              \
-    } while (false)
-
-bool SameBits(float a, float b)
-{
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 // Ratios worth visiting: the refused ones, the exact ones and some others.
-float Ratio(Input& in)
+float Ratio(Bytes& in)
 {
     static const float kRatios[] = {-1.0f, 0.0f, 0.5f, 1.0f, 1.0001f, 1.25f, 1.6f, 2.0f, 2.56f, 3.0f,
                                     4.0f,  5.12f, 8.0f, 10.24f, 16.0f, std::numeric_limits<float>::quiet_NaN()};
-    const uint8_t pick = in.Byte();
+    const uint8_t pick = in.Take<uint8_t>();
     if (pick < 200)
         return kRatios[pick % 16];
-    const float r = in.Float();
+    const float r = Float(in);
     return std::fabs(r) < 20.0f || std::isnan(r) ? r : 20.0f;
 }
 
-void FuzzKerval(Input& in)
+void FuzzKerval(Bytes& in)
 {
-    const double x = in.Double();
+    const double x = Double(in);
     const double v = qv::math::Kerval(x), w = qv::math::Kerval(-x);
     CHECK(std::memcmp(&v, &w, sizeof v) == 0);
     CHECK(std::isfinite(v) && std::fabs(v) <= 1.0);
@@ -102,18 +74,18 @@ void FuzzKerval(Input& in)
         CHECK(v == 0.0);
 }
 
-void FuzzInterpolateMax(Input& in)
+void FuzzInterpolateMax(Bytes& in)
 {
     const float ratio = Ratio(in);
-    const int n = static_cast<int>(in.Byte() % 200) - 4;
+    const int n = static_cast<int>(in.Take<uint8_t>() % 200) - 4;
     std::vector<float> x(n > 0 ? static_cast<size_t>(n) : 1);
     for (float& v : x)
-        v = in.Sample();
+        v = Sample(in);
     const std::vector<float> before = x;
     const float got = qv::math::InterpolateMax(ratio, x.data(), n);
     CHECK(std::memcmp(before.data(), x.data(), x.size() * sizeof(float)) == 0);
     if (!(ratio > 1.0f) || n < 1) {
-        CHECK(SameBits(0.0f, got));
+        CHECK(fuzz::Same(0.0f, got));
         return;
     }
     // The model: every point of the float-step grid, term by term.
@@ -130,7 +102,7 @@ void FuzzInterpolateMax(Input& in)
         if (0.999998 * s > largest)
             largest = 0.999998 * s;
     }
-    CHECK(SameBits(static_cast<float>(largest), got));
+    CHECK(fuzz::Same(static_cast<float>(largest), got));
 }
 
 // The readable count of a CInterpolator as its rules give it.
@@ -168,29 +140,30 @@ struct Model {
     }
 };
 
-void FuzzInterpolator(Input& in)
+void FuzzInterpolator(Bytes& in)
 {
     qv::math::CInterpolator ip;
     Model model;
     std::vector<float> frame;
     bool bounded = true;  // every sample so far within [-1, 1]
-    for (int step = 0; step < 64 && !in.Empty(); ++step) {
-        const uint8_t op = in.Byte() % 8;
+    for (int step = 0; step < 64 && in.Left() > 0; ++step) {
+        const uint8_t op = in.Take<uint8_t>() % 8;
         if (op == 0) {
-            const uint32_t n = 16 + in.Byte() % 200;
+            const uint32_t n = 16 + in.Take<uint8_t>() % 200;
             const float r = Ratio(in);
             ip.Setup(n, r);
             model.Setup(n, r);
         } else if (op <= 3) {
             frame.assign(model.frameSize > 0 ? model.frameSize : 1, 0.0f);
             for (float& v : frame) {
-                v = in.Sample();
+                v = Sample(in);
                 bounded = bounded && std::fabs(v) <= 1.0f;
             }
             ip.Add(frame.data());
             model.Add();
         } else if (op <= 5) {
-            const uint32_t count = in.Byte() % 2 ? model.unread : in.Word() % (2 * model.perFrame + 2);
+            const uint32_t count =
+                in.Take<uint8_t>() % 2 ? model.unread : static_cast<uint32_t>(in.Big(4) % (2 * model.perFrame + 2));
             CHECK(ip.IsReadReady(count) == (model.unread >= count));
             const float* p = ip.Read(count);
             CHECK((p != nullptr) == (model.unread >= count) || (count == 0 && model.perFrame == 0));
@@ -204,7 +177,7 @@ void FuzzInterpolator(Input& in)
             qv::math::CInterpolator copy(ip);
             std::vector<float> next(model.frameSize > 0 ? model.frameSize : 1);
             for (float& v : next) {
-                v = in.Sample();
+                v = Sample(in);
                 bounded = bounded && std::fabs(v) <= 1.0f;
             }
             ip.Add(next.data());
@@ -232,8 +205,8 @@ void FuzzInterpolator(Input& in)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Input in(data, size);
-    switch (in.Byte() % 3) {
+    Bytes in(data, size);
+    switch (in.Take<uint8_t>() % 3) {
     case 0: FuzzKerval(in); break;
     case 1: FuzzInterpolateMax(in); break;
     default: FuzzInterpolator(in); break;

@@ -6,39 +6,18 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/drive/onions.h"
+
+using fuzz::Bytes;
 
 namespace {
 
 const float kGuard = -777.0f;
-
-struct Bytes {
-    const uint8_t* data;
-    size_t size;
-    template <typename T>
-    T Take()
-    {
-        T v{};
-        const size_t n = size < sizeof v ? size : sizeof v;
-        std::memcpy(&v, data, n);
-        data += n;
-        size -= n;
-        return v;
-    }
-    int Small(int range) { return Take<uint8_t>() % range; }
-    float Unit(float range) { return static_cast<float>(Take<uint8_t>()) / 255.0f * range; }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
 
 bool InRange(const qv::RANDOM_GENSTATE& g)
 {
@@ -60,8 +39,8 @@ void Generator(Bytes& in)
         if (in.Small(8) == 0)
             g.seed = -1 - in.Small(1000);  // a reseed on the next draw
         const float u = qv::math::RandomGenF(g);
-        Check(u >= 0.0f && u < 1.0f && InRange(g));
-        Check(u == static_cast<float>(g.lastValue) / 714025.0f);
+        CHECK(u >= 0.0f && u < 1.0f && InRange(g));
+        CHECK(u == static_cast<float>(g.lastValue) / 714025.0f);
     }
     // Rotation: dst[i] = src[(i + s) mod n] with s from the same draw.
     const int n = in.Small(64);
@@ -70,21 +49,21 @@ void Generator(Bytes& in)
         src[static_cast<size_t>(i)] = static_cast<float>(i);
     qv::RANDOM_GENSTATE twin = g;
     qv::math::RandomStartTimeFrame(g, dst.data(), src.data(), n);
-    Check(dst[static_cast<size_t>(n)] == kGuard);
+    CHECK(dst[static_cast<size_t>(n)] == kGuard);
     if (n < 1) {
-        Check(std::memcmp(&twin, &g, sizeof g) == 0);
+        CHECK(std::memcmp(&twin, &g, sizeof g) == 0);
         return;
     }
     const int s = static_cast<int>(qv::math::RandomGenF(twin) * static_cast<float>(n - 1));
-    Check(s >= 0 && s < n && std::memcmp(&twin, &g, sizeof g) == 0);
+    CHECK(s >= 0 && s < n && std::memcmp(&twin, &g, sizeof g) == 0);
     for (int i = 0; i < n; ++i)
-        Check(dst[static_cast<size_t>(i)] == static_cast<float>((i + s) % n));
+        CHECK(dst[static_cast<size_t>(i)] == static_cast<float>((i + s) % n));
 }
 
 void Overlap(Bytes& in)
 {
     const int n = in.Small(300) + 1;
-    const float scale = in.Unit(8.0f) - 4.0f;
+    const float scale = static_cast<float>(in.Take<int8_t>()) / 32.0f;  // -4 to 4, with 1 among them
     std::vector<float> base(static_cast<size_t>(n));
     float peak = 0.0f;
     for (float& v : base) {
@@ -94,7 +73,7 @@ void Overlap(Bytes& in)
     qv::RANDOM_ONIONSTATE a{}, b{};
     qv::math::RandomOnionsCreate(a, n);
     qv::math::RandomOnionsCreate(b, n);
-    Check(a.onions != nullptr && a.window != nullptr && a.frameSize == n && a.current == 0);
+    CHECK(a.onions != nullptr && a.window != nullptr && a.frameSize == n && a.current == 0);
     const int seed = in.Take<int8_t>();
     a.gen.seed = b.gen.seed = seed < 0 ? seed : -1;
 
@@ -118,35 +97,35 @@ void Overlap(Bytes& in)
         qv::math::RandomOnionsApply(a, out.data(), base.data(), wrong, scale);
         qv::math::RandomOnionsAdd(a, out.data(), wrong, scale);
         qv::math::AddRandomBandToTimeBuffer(a, buffer.data(), wrong, base.data(), scratch.data());
-        Check(std::all_of(out.begin(), out.end(), [](float v) { return v == kGuard; }) && scratch == held);
-        Check(std::memcmp(&gen, &a.gen, sizeof gen) == 0 && a.current == 0);
+        CHECK(std::all_of(out.begin(), out.end(), [](float v) { return v == kGuard; }) && scratch == held);
+        CHECK(std::memcmp(&gen, &a.gen, sizeof gen) == 0 && a.current == 0);
         for (int i = 0; i < static_cast<int>(room); ++i)
-            Check(buffer[static_cast<size_t>(i)] ==
+            CHECK(buffer[static_cast<size_t>(i)] ==
                   (i < wrong ? 0.25f + held[static_cast<size_t>(i)] : 0.25f));
 
         // The plain call, and the accumulating call on the twin with scale 1.
         qv::math::RandomOnionsApply(a, out.data(), base.data(), n, scale);
-        Check(a.current == 0);
+        CHECK(a.current == 0);
         for (int i = 0; i < static_cast<int>(room); ++i) {
             const float v = out[static_cast<size_t>(i)];
             if (!written[static_cast<size_t>(i)])
-                Check(v == kGuard);
+                CHECK(v == kGuard);
             else
-                Check(std::fabs(v) <= 4.0f * peak * std::fabs(scale) * 1.00001f);
+                CHECK(std::fabs(v) <= 4.0f * peak * std::fabs(scale) * 1.00001f);
         }
         std::fill(buffer.begin(), buffer.end(), 0.25f);
         qv::math::AddRandomBandToTimeBuffer(b, buffer.data(), n, base.data(), scratch.data());
         if (scale == 1.0f)
             for (size_t i = 0; i < room; ++i)
                 if (written[i])
-                    Check(buffer[i] == 0.25f + out[i]);
+                    CHECK(buffer[i] == 0.25f + out[i]);
     }
     // A size below 1 destroys; the record then refuses everything.
     qv::math::RandomOnionsCreate(a, -in.Small(3));
-    Check(a.onions == nullptr && a.window == nullptr);
+    CHECK(a.onions == nullptr && a.window == nullptr);
     std::fill(out.begin(), out.end(), kGuard);
     qv::math::RandomOnionsApply(a, out.data(), base.data(), a.frameSize, scale);
-    Check(out[0] == kGuard);
+    CHECK(out[0] == kGuard);
     qv::math::RandomOnionsDestroy(a);
     qv::math::RandomOnionsDestroy(b);
 }
@@ -156,19 +135,19 @@ void Wrapper(Bytes& in)
     const int n = in.Small(64) + 4;
     qv::math::CRandomOnions first(n);
     qv::math::CRandomOnions second(std::move(first));
-    Check(!first.Valid() && second.Valid() && second.State().frameSize == n);
+    CHECK(!first.Valid() && second.Valid() && second.State().frameSize == n);
     qv::math::CRandomOnions third;
     third = std::move(second);
-    Check(!second.Valid() && third.Valid());
+    CHECK(!second.Valid() && third.Valid());
     third.Create(in.Small(8) - 2);
-    Check(third.Valid() == (third.State().frameSize >= 1 && third.State().onions != nullptr));
+    CHECK(third.Valid() == (third.State().frameSize >= 1 && third.State().onions != nullptr));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Bytes in{data, size};
+    Bytes in(data, size);
     switch (in.Small(3)) {
     case 0:
         Generator(in);

@@ -5,38 +5,16 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/drive/profiles.h"
+
+using fuzz::Bytes;
 
 namespace {
 
 const float kGuard = -777.0f;
-
-struct Bytes {
-    const uint8_t* data;
-    size_t size;
-    template <typename T>
-    T Take()
-    {
-        T v{};
-        const size_t n = size < sizeof v ? size : sizeof v;
-        std::memcpy(&v, data, n);
-        data += n;
-        size -= n;
-        return v;
-    }
-    int Small(int range) { return Take<uint8_t>() % range; }
-    float Unit(float range) { return static_cast<float>(Take<uint8_t>()) / 255.0f * range; }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
 
 // True when every value from `from` on still holds the guard.
 bool Guarded(const std::vector<float>& a, int from)
@@ -54,9 +32,9 @@ void Flat(Bytes& in)
     std::vector<float> a(48, kGuard);
     qv::math::APSCreateFlat(a.data(), n, maxLine, level);
     const int end = std::max(n, maxLine + 1);
-    Check(Guarded(a, std::max(end, 0)));
+    CHECK(Guarded(a, std::max(end, 0)));
     for (int k = 0; k < end; ++k)
-        Check(a[static_cast<size_t>(k)] == (k >= 1 && k <= maxLine ? level : 0.0f));
+        CHECK(a[static_cast<size_t>(k)] == (k >= 1 && k <= maxLine ? level : 0.0f));
 }
 
 void FlatBand(Bytes& in)
@@ -71,12 +49,12 @@ void FlatBand(Bytes& in)
     else
         qv::math::APSCreateFlatBand(a.data(), n, maxLine, df, level, low, high);
     const int end = std::max(n, maxLine + 1);
-    Check(Guarded(a, std::max(end, 0)));
+    CHECK(Guarded(a, std::max(end, 0)));
     for (int k = 0; k < end; ++k) {
         const float v = a[static_cast<size_t>(k)];
         const bool inBand = v == level;
-        Check(inBand || v < level);  // the outside value is level scaled down, or zero
-        Check(!(inBand && (k == 0 || k > maxLine)) || db == 0.0f);
+        CHECK(inBand || v < level);  // the outside value is level scaled down, or zero
+        CHECK(!(inBand && (k == 0 || k > maxLine)) || db == 0.0f);
     }
 }
 
@@ -97,9 +75,9 @@ void Skirts(Bytes& in)
     for (int k = 0; k < 48; ++k) {
         const bool inSkirt = corner >= 0 && (rise ? (k >= 1 && k <= c) : (k >= c && k <= maxLine));
         if (!inSkirt)
-            Check(a[static_cast<size_t>(k)] == before[static_cast<size_t>(k)]);
+            CHECK(a[static_cast<size_t>(k)] == before[static_cast<size_t>(k)]);
         else
-            Check(a[static_cast<size_t>(k)] <= before[static_cast<size_t>(k)] &&
+            CHECK(a[static_cast<size_t>(k)] <= before[static_cast<size_t>(k)] &&
                   a[static_cast<size_t>(k)] >= 0.0f);
     }
 }
@@ -119,12 +97,12 @@ void Shape(Bytes& in)
     std::vector<float> a(48, kGuard);
     qv::math::APSCreateShape(a.data(), n, maxLine, df, corners, count);
     const int end = count <= 0 ? n : std::max(n, maxLine + 1);
-    Check(Guarded(a, std::max(end, 0)));
+    CHECK(Guarded(a, std::max(end, 0)));
     for (int k = 0; k < end; ++k) {
         const float v = a[static_cast<size_t>(k)];
         // Interpolation in float cancels near a corner: the rounding is
         // relative to the largest level, not to the value.
-        Check(v == 0.0f || (v >= lo - 1e-6f * hi && v <= hi * (1.0f + 1e-6f)));
+        CHECK(v == 0.0f || (v >= lo - 1e-6f * hi && v <= hi * (1.0f + 1e-6f)));
     }
 }
 
@@ -144,7 +122,7 @@ void Band(Bytes& in)
                             octave ? QV_DAC_BAND_OCTAVE : QV_DAC_BAND_LINEAR, levels, bands, ramp);
     // The last position that may be written belongs to line counter last + 1.
     const int limit = first > 0 ? last + 1 : last + 2 - first;
-    Check(Guarded(a, limit + 1));
+    CHECK(Guarded(a, limit + 1));
     float lo = start, hi = start;
     for (int b = 0; b < bands; ++b) {
         lo = std::min(lo, levels[b]);
@@ -154,7 +132,7 @@ void Band(Bytes& in)
         const float v = a[static_cast<size_t>(k)];
         if (v == kGuard)
             continue;
-        Check(k < std::max(first, 0) ? v == 0.0f : (v >= lo - 1e-5f && v <= hi + 1e-5f));
+        CHECK(k < std::max(first, 0) ? v == 0.0f : (v >= lo - 1e-5f && v <= hi + 1e-5f));
     }
 }
 
@@ -166,22 +144,22 @@ void Scarify(Bytes& in)
         a[static_cast<size_t>(k)] = in.Unit(100.0f);
     const std::vector<float> before = a;
     qv::math::APSScarifyMin(a.data(), n, factor);
-    Check(Guarded(a, n));
+    CHECK(Guarded(a, n));
     if (factor < 2 || n < 1) {
-        Check(a == before);
+        CHECK(a == before);
         return;
     }
     const int outputs = (n - 1) / factor + 1;
     for (int c = 0; c < n; ++c) {
         if (c >= outputs) {
-            Check(a[static_cast<size_t>(c)] == 0.0f);
+            CHECK(a[static_cast<size_t>(c)] == 0.0f);
             continue;
         }
         const int i = c * factor, h = factor / 2;
         float m = before[static_cast<size_t>(std::max(0, i - h))];
         for (int k = std::max(0, i - h); k <= std::min(n - 1, i + h); ++k)
             m = std::min(m, before[static_cast<size_t>(k)]);
-        Check(a[static_cast<size_t>(c)] == m);
+        CHECK(a[static_cast<size_t>(c)] == m);
     }
 }
 
@@ -202,7 +180,7 @@ void Table(Bytes& in)
     std::vector<float> freq(41, kGuard), level(41, kGuard), lim1(41, kGuard), lim2(41, kGuard);
     freq[0] = in.Unit(5000.0f);
     qv::math::Calc_Table_Curves(&t, level.data(), lim1.data(), lim2.data(), freq.data(), count, spacing);
-    Check(Guarded(level, std::max(count, 0)) && Guarded(lim1, std::max(count, 0)) &&
+    CHECK(Guarded(level, std::max(count, 0)) && Guarded(lim1, std::max(count, 0)) &&
           Guarded(lim2, std::max(count, 0)));
     const float f0 = t.frequency[0], f1 = t.frequency[std::max(t.numPoints - 1, 0)];
     for (int j = 0; j < count; ++j) {
@@ -210,16 +188,16 @@ void Table(Bytes& in)
         const bool inside =
             t.numPoints >= 2 && freq[static_cast<size_t>(j)] >= f0 && freq[static_cast<size_t>(j)] <= f1;
         if (count > 1)
-            Check(freq[static_cast<size_t>(j)] <= f1 &&
+            CHECK(freq[static_cast<size_t>(j)] <= f1 &&
                   (j == 0 || freq[static_cast<size_t>(j)] >= freq[static_cast<size_t>(j - 1)]));
         if (!inside) {
-            Check(v == 1e-30f && lim1[static_cast<size_t>(j)] == 1e-30f &&
+            CHECK(v == 1e-30f && lim1[static_cast<size_t>(j)] == 1e-30f &&
                   lim2[static_cast<size_t>(j)] == 1e-30f);
             continue;
         }
-        Check(std::isfinite(v) && v > 0.0f);
-        Check(lim1[static_cast<size_t>(j)] == 1e-30f || lim1[static_cast<size_t>(j)] > v);
-        Check(lim2[static_cast<size_t>(j)] == 1e-30f || lim2[static_cast<size_t>(j)] >= v);
+        CHECK(std::isfinite(v) && v > 0.0f);
+        CHECK(lim1[static_cast<size_t>(j)] == 1e-30f || lim1[static_cast<size_t>(j)] > v);
+        CHECK(lim2[static_cast<size_t>(j)] == 1e-30f || lim2[static_cast<size_t>(j)] >= v);
     }
 }
 
@@ -227,7 +205,7 @@ void Table(Bytes& in)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Bytes in{data, size};
+    Bytes in(data, size);
     switch (in.Small(7)) {
     case 0:
         Flat(in);

@@ -21,35 +21,18 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/analysis/srs.h"
 #include "numora/analysis/srs_detail.h"
 
 using namespace qv::math;
+using fuzz::Bits;
+using fuzz::Bytes;
 
 namespace {
 
 const int kSlots = 1001;  // the 1000 allowed bands and one guard value
 const uint32_t kSentinel = 0x7FA5A5A5u;
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
-
-uint32_t Bits(float v)
-{
-    uint32_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
-float ReadFloat(const uint8_t* p)
-{
-    float v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
 
 struct Outputs {
     std::vector<float> a[8];  // seven spectra, then freq
@@ -100,33 +83,33 @@ void CheckSeries(Builder build, int bandsPerOctave, float fLow, float fHigh, flo
     int written = 0;
     while (written < kSlots + 1 && Bits(freq[static_cast<size_t>(written)]) != kSentinel)
         ++written;
-    Check(count <= 0 ? written == 0 : written == count);
+    CHECK(count <= 0 ? written == 0 : written == count);
     if (count <= 0)
         return;
-    Check(count <= maxCount && first != 123456789);
+    CHECK(count <= maxCount && first != 123456789);
     for (int i = 1; i < count; ++i)
-        Check(freq[static_cast<size_t>(i - 1)] < freq[static_cast<size_t>(i)]);
+        CHECK(freq[static_cast<size_t>(i - 1)] < freq[static_cast<size_t>(i)]);
     const float fLo = fLow > 0.001f ? fLow : 0.001f;
     const float fHi = fHigh < 100000.0f ? fHigh : 100000.0f;
     const float f0 = freq[0], fn = freq[static_cast<size_t>(count - 1)];
-    Check(std::fabs(f0 - fLo) < 0.001f * tolLow || f0 <= fLo);
-    Check(fn >= fHi || std::fabs(fn - fHi) < 0.001f * tolHigh);
+    CHECK(std::fabs(f0 - fLo) < 0.001f * tolLow || f0 <= fLo);
+    CHECK(fn >= fHi || std::fabs(fn - fHi) < 0.001f * tolHigh);
     if (build == SRSCalcAcousticFreq)
-        Check(Bits(SRSGetAcousticFreq(first, bandsPerOctave)) == Bits(f0));
+        CHECK(Bits(SRSGetAcousticFreq(first, bandsPerOctave)) == Bits(f0));
 }
 
 void CheckSpectra(const Outputs& o, int count, const Outputs& reference)
 {
-    Check(o.Untouched(count));
+    CHECK(o.Untouched(count));
     for (int b = 0; b < count; ++b) {
         const size_t i = static_cast<size_t>(b);
         const float pp = o.a[0][i], pn = o.a[1][i], rp = o.a[2][i], rn = o.a[3][i];
         for (float v : {pp, pn, rp, rn})
-            Check(v >= 0.0f && Bits(v) != 0x80000000u);
+            CHECK(v >= 0.0f && Bits(v) != 0x80000000u);
         const float maxPos = pp < rp ? rp : pp, maxNeg = pn < rn ? rn : pn;
-        Check(o.a[5][i] == maxPos && o.a[6][i] == maxNeg);
-        Check(o.a[4][i] == (maxPos < maxNeg ? maxNeg : maxPos));
-        Check(Bits(o.a[7][i]) == Bits(reference.a[7][i]));
+        CHECK(o.a[5][i] == maxPos && o.a[6][i] == maxNeg);
+        CHECK(o.a[4][i] == (maxPos < maxNeg ? maxNeg : maxPos));
+        CHECK(Bits(o.a[7][i]) == Bits(reference.a[7][i]));
     }
 }
 
@@ -157,19 +140,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const size_t header = 23;
     if (size < header)
         return 0;
+    Bytes in(data, size);
     Call c;
-    c.bandsPerOctave = static_cast<int8_t>(data[0]) % 25;
-    c.type = static_cast<QV_SRS_TYPE>(data[1] % 3);
-    c.damping = static_cast<float>(data[2]) / 256.0f;
-    c.fLow = ReadFloat(data + 3);
-    c.fHigh = ReadFloat(data + 7);
-    c.sampleRate = ReadFloat(data + 11);
-    c.startMs = ReadFloat(data + 15);
-    c.endMs = ReadFloat(data + 19);
+    c.bandsPerOctave = in.Take<int8_t>() % 25;
+    c.type = static_cast<QV_SRS_TYPE>(in.Take<uint8_t>() % 3);
+    const uint8_t dampingByte = in.Take<uint8_t>();
+    c.damping = static_cast<float>(dampingByte) / 256.0f;
+    c.fLow = in.Take<float>();
+    c.fHigh = in.Take<float>();
+    c.sampleRate = in.Take<float>();
+    c.startMs = in.Take<float>();
+    c.endMs = in.Take<float>();
     c.defaultEndMs = c.endMs / 2;
-    std::vector<float> x((size - header) / 4);
-    for (size_t k = 0; k < x.size(); ++k)
-        x[k] = ReadFloat(data + header + 4 * k);
+    std::vector<float> x(in.Left() / 4);
+    for (float& v : x)
+        v = in.Take<float>();
     const int n = static_cast<int>(x.size());
 
     // The acoustic series reached through the ANSI builder takes its
@@ -177,7 +162,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const float clampedLow = c.fLow > 0.001f ? c.fLow : 0.001f;
     const float clampedHigh = c.fHigh < 100000.0f ? c.fHigh : 100000.0f;
     const bool viaAcoustic = c.bandsPerOctave < 0;
-    for (int maxCount : {1000, data[2] * 4 - 2}) {
+    for (int maxCount : {1000, dampingByte * 4 - 2}) {
         CheckSeries(SRSCalcAnsiFreq, c.bandsPerOctave, c.fLow, c.fHigh, viaAcoustic ? clampedLow : c.fLow,
                     viaAcoustic ? clampedHigh : c.fHigh, maxCount);
         CheckSeries(SRSCalcAcousticFreq, c.bandsPerOctave, c.fLow, c.fHigh, c.fLow, c.fHigh, maxCount);
@@ -193,15 +178,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     Outputs plain;
     const int count = Run(TIMtoSRS, c, x, plain);
-    Check(count == (badCall || bands < 0 ? -1 : bands));
+    CHECK(count == (badCall || bands < 0 ? -1 : bands));
     Outputs ramp;
-    Check(Run(TIMtoSRS_RampInvariant, c, x, ramp) == count);
+    CHECK(Run(TIMtoSRS_RampInvariant, c, x, ramp) == count);
     if (count <= 0) {
-        Check(plain.Untouched(0) && ramp.Untouched(0));
+        CHECK(plain.Untouched(0) && ramp.Untouched(0));
         return 0;
     }
     for (int b = 0; b < count; ++b)
-        Check(Bits(plain.a[7][static_cast<size_t>(b)]) == Bits(freq[static_cast<size_t>(b)]));
+        CHECK(Bits(plain.a[7][static_cast<size_t>(b)]) == Bits(freq[static_cast<size_t>(b)]));
     CheckSpectra(plain, count, plain);
     CheckSpectra(ramp, count, plain);
 
@@ -210,7 +195,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             continue;
         Outputs wide;
         auto onPath = [path](auto... args) { return detail::TIMtoSRSOnPath(path, args...); };
-        Check(Run(onPath, c, x, wide) == count && SameBits(wide, plain, count));
+        CHECK(Run(onPath, c, x, wide) == count && SameBits(wide, plain, count));
     }
 
     // Negation swaps the signs of every response exactly.
@@ -220,11 +205,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (bool useRamp : {false, true}) {
         Outputs flipped;
         const Outputs& base = useRamp ? ramp : plain;
-        Check((useRamp ? Run(TIMtoSRS_RampInvariant, c, negated, flipped) : Run(TIMtoSRS, c, negated, flipped)) == count);
+        CHECK((useRamp ? Run(TIMtoSRS_RampInvariant, c, negated, flipped) : Run(TIMtoSRS, c, negated, flipped)) == count);
         for (int b = 0; b < count; ++b) {
             const size_t i = static_cast<size_t>(b);
-            Check(Bits(flipped.a[0][i]) == Bits(base.a[1][i]) && Bits(flipped.a[1][i]) == Bits(base.a[0][i]));
-            Check(Bits(flipped.a[2][i]) == Bits(base.a[3][i]) && Bits(flipped.a[3][i]) == Bits(base.a[2][i]));
+            CHECK(Bits(flipped.a[0][i]) == Bits(base.a[1][i]) && Bits(flipped.a[1][i]) == Bits(base.a[0][i]));
+            CHECK(Bits(flipped.a[2][i]) == Bits(base.a[3][i]) && Bits(flipped.a[3][i]) == Bits(base.a[2][i]));
         }
     }
 
@@ -239,10 +224,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         for (float& v : doubled)
             v *= 2.0f;
         Outputs twice;
-        Check(Run(TIMtoSRS, c, doubled, twice) == count);
+        CHECK(Run(TIMtoSRS, c, doubled, twice) == count);
         for (int k = 0; k < 7; ++k)
             for (int b = 0; b < count; ++b)
-                Check(Bits(twice.a[k][static_cast<size_t>(b)]) == Bits(2.0f * plain.a[k][static_cast<size_t>(b)]));
+                CHECK(Bits(twice.a[k][static_cast<size_t>(b)]) == Bits(2.0f * plain.a[k][static_cast<size_t>(b)]));
     }
     return 0;
 }

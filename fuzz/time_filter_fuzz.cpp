@@ -20,70 +20,17 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/analysis/time_filter.h"
 
 namespace {
 
 using qv::math::CSectionFilter;
 using qv::math::CTimeFilter;
-
-struct Reader {
-    const uint8_t* p;
-    size_t n;
-    uint8_t Byte()
-    {
-        if (n == 0)
-            return 0;
-        --n;
-        return *p++;
-    }
-    uint16_t U16()
-    {
-        const uint16_t lo = Byte();
-        return static_cast<uint16_t>(lo | (Byte() << 8));
-    }
-    float Raw()
-    {
-        uint32_t bits = 0;
-        for (int i = 0; i < 4; ++i)
-            bits |= static_cast<uint32_t>(Byte()) << (8 * i);
-        float f;
-        std::memcpy(&f, &bits, sizeof f);
-        return f;
-    }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
-
-// Same bits, or both NaN: the payload of a NaN depends on which operand the
-// compiler put first in an addition, which two compiled paths may not share.
-bool Same(float a, float b)
-{
-    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
-}
-
-bool Same(double a, double b)
-{
-    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
-}
-
-template <typename T>
-bool SameArrays(const T* a, const T* b, size_t n)
-{
-    for (size_t i = 0; i < n; ++i) {
-        if (!Same(a[i], b[i]))
-            return false;
-    }
-    return true;
-}
+using fuzz::Same;
 
 bool IsBand(CTimeFilter::Shape s)
 {
@@ -100,27 +47,27 @@ void FuzzDirect(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, flo
     // Frequency limits on the stored edges, in float.
     const float bw = rate / 2.56f;
     if (shape == CTimeFilter::LowPass || shape == CTimeFilter::HighPass) {
-        Check(f.f2 == 0.0f);
-        Check(std::isnan(f1) || f.f1 >= (shape == CTimeFilter::LowPass ? 0.005f : 0.002f) * bw);
+        CHECK(f.f2 == 0.0f);
+        CHECK(std::isnan(f1) || f.f1 >= (shape == CTimeFilter::LowPass ? 0.005f : 0.002f) * bw);
     }
     if (IsBand(shape) && !std::isnan(f1) && !std::isnan(f2))
-        Check(f.f1 <= f.f2);
+        CHECK(f.f1 <= f.f2);
     if (shape == CTimeFilter::BandPass && !std::isnan(f1) && !std::isnan(f2)) {
-        Check(f.f1 >= 0.002f * bw);
-        Check(f.f2 <= 0.998f * bw);
+        CHECK(f.f1 >= 0.002f * bw);
+        CHECK(f.f2 <= 0.998f * bw);
     }
 
     const bool known = type == CTimeFilter::Butterworth || type == CTimeFilter::Bessel ||
                        type == CTimeFilter::Chebyshev;
     const bool failed = type == CTimeFilter::Chebyshev && ripple >= 0.0f;
     if (failed) {
-        Check(f.unstable == 1 && f.modified == 1);
+        CHECK(f.unstable == 1 && f.modified == 1);
         for (int i = 0; i < 513; ++i)
-            Check(f.xcoeffs[i] == 0.0 && f.ycoeffs[i] == 0.0);
+            CHECK(f.xcoeffs[i] == 0.0 && f.ycoeffs[i] == 0.0);
     } else if (f.unstable == 0) {
         const int poles = known ? (IsBand(shape) ? 2 * order : order) : 0;
-        Check(f.numPoles == poles && f.numZeros == poles);
-        Check(f.modified == 0);
+        CHECK(f.numPoles == poles && f.numZeros == poles);
+        CHECK(f.modified == 0);
     }
 
     // Block against single samples, from the same state.
@@ -135,22 +82,22 @@ void FuzzDirect(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, flo
         if (k >= half && (k == half || std::fabs(one[k]) > peak))
             peak = std::fabs(one[k]);
     }
-    Check(SameArrays(block.data(), one.data(), one.size()));
+    CHECK(Same(block.data(), one.data(), one.size()));
     if (block.size() > half)
-        Check(Same(peak, f.maxAmp));
+        CHECK(Same(peak, f.maxAmp));
 
     // An empty block changes nothing; a copy goes on alike.
     const float before = f.maxAmp;
     f.Apply(block.data(), 0);
-    Check(std::memcmp(&before, &f.maxAmp, sizeof before) == 0);  // untouched: the very bits
-    Check(SameArrays(f.xv, single->xv, static_cast<size_t>(f.numZeros + 1)));
-    Check(SameArrays(f.yv, single->yv, static_cast<size_t>(f.numPoles + 1)));
-    Check(Same(f.Apply(0.5f), single->Apply(0.5f)));
+    CHECK(std::memcmp(&before, &f.maxAmp, sizeof before) == 0);  // untouched: the very bits
+    CHECK(Same(f.xv, single->xv, static_cast<size_t>(f.numZeros + 1)));
+    CHECK(Same(f.yv, single->yv, static_cast<size_t>(f.numPoles + 1)));
+    CHECK(Same(f.Apply(0.5f), single->Apply(0.5f)));
 
     // Update has no probe: an unstable mark stays.
     const int mark = f.unstable;
     f.Update(rate);
-    Check(mark == 0 || f.unstable == 1);
+    CHECK(mark == 0 || f.unstable == 1);
     delete single;
 }
 
@@ -158,7 +105,7 @@ void FuzzSections(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, f
                   float ripple, const std::vector<float>& samples)
 {
     CSectionFilter f;
-    Check(f.Initialize(1000.0f, 3000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 2) == 0);
+    CHECK(f.Initialize(1000.0f, 3000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 2) == 0);
     for (int k = 0; k < 10; ++k)
         f.Apply(k == 0 ? 1.0f : 0.0f);
     const CSectionFilter before(f);
@@ -168,36 +115,36 @@ void FuzzSections(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, f
                        type == CTimeFilter::Chebyshev;
     const bool knownShape = shape >= CTimeFilter::LowPass && shape <= CTimeFilter::BandStop;
     if (!known || !knownShape || order < 1 || order > 10)
-        Check(code == -1);
+        CHECK(code == -1);
     else if (!(rate > 0.0f))
-        Check(code == -2);
+        CHECK(code == -2);
     else if (code != -2 && type == CTimeFilter::Chebyshev && ripple >= 0.0f)
-        Check(code == -3);
+        CHECK(code == -3);
     else
-        Check(code == 0 || code == -2 || code == -4);
+        CHECK(code == 0 || code == -2 || code == -4);
     if (code == -4)
-        Check(type == CTimeFilter::Chebyshev);
+        CHECK(type == CTimeFilter::Chebyshev);
 
     if (code != 0) {
         // Nothing changed: the filter goes on as its copy from before.
         CSectionFilter copy(before);
         for (int k = 0; k < 20; ++k) {
             const float x = k < static_cast<int>(samples.size()) ? samples[static_cast<size_t>(k)] : 0.0f;
-            Check(Same(f.Apply(x), copy.Apply(x)));
+            CHECK(Same(f.Apply(x), copy.Apply(x)));
         }
         return;
     }
 
     const int poles = IsBand(shape) ? 2 * order : order;
-    Check(f.SectionCount() == (poles + 1) / 2);
+    CHECK(f.SectionCount() == (poles + 1) / 2);
     for (int i = 0; i < f.SectionCount(); ++i) {
         const CSectionFilter::Section& s = f.GetSection(i);
-        Check(std::isfinite(s.b0) && std::isfinite(s.b1) && std::isfinite(s.b2));
-        Check(std::isfinite(s.a1) && std::isfinite(s.a2));
+        CHECK(std::isfinite(s.b0) && std::isfinite(s.b1) && std::isfinite(s.b2));
+        CHECK(std::isfinite(s.a1) && std::isfinite(s.a2));
         // Poles of z^2 + a1 z + a2 inside or (by rounding) on the unit circle.
         const double disc = s.a1 * s.a1 - 4.0 * s.a2;
         const double r = disc < 0.0 ? std::sqrt(s.a2) : 0.5 * (std::fabs(s.a1) + std::sqrt(disc));
-        Check(r <= 1.0 + 1e-12);
+        CHECK(r <= 1.0 + 1e-12);
     }
 
     CSectionFilter single(f);
@@ -205,26 +152,29 @@ void FuzzSections(CTimeFilter::Type type, CTimeFilter::Shape shape, int order, f
     f.Apply(block.data(), static_cast<int>(block.size()));
     for (float& x : one)
         x = single.Apply(x);
-    Check(SameArrays(block.data(), one.data(), one.size()));
+    CHECK(Same(block.data(), one.data(), one.size()));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Reader in{data, size};
-    const uint8_t t = in.Byte(), s = in.Byte(), o = in.Byte(), flags = in.Byte();
+    fuzz::Bytes in(data, size);
+    const uint8_t t = in.Take<uint8_t>(), s = in.Take<uint8_t>();
+    const uint8_t o = in.Take<uint8_t>(), flags = in.Take<uint8_t>();
     const CTimeFilter::Type type = static_cast<CTimeFilter::Type>(t % 4 == 3 ? 7 : t % 4);
     const CTimeFilter::Shape shape = static_cast<CTimeFilter::Shape>(s % 5 == 4 ? 9 : s % 5);
     const int order = 1 + o % 10;
-    const float rate = (flags & 4) != 0 ? in.Raw() : 1000.0f + 2.0f * static_cast<float>(in.U16());
-    const float f1 = (flags & 1) != 0 ? in.Raw() : rate * 0.6f * static_cast<float>(in.U16()) / 65535.0f;
-    const float f2 = (flags & 2) != 0 ? in.Raw() : rate * 0.6f * static_cast<float>(in.U16()) / 65535.0f;
-    const float ripple = (flags & 8) != 0 ? in.Raw() : static_cast<float>(static_cast<int8_t>(in.Byte())) / 10.0f;
+    // Each value is a raw float or, by default, 16 bits (the ripple 8) scaled.
+    const auto word = [&in] { return static_cast<float>(in.Take<uint16_t>()); };
+    const float rate = (flags & 4) != 0 ? in.Take<float>() : 1000.0f + 2.0f * word();
+    const float f1 = (flags & 1) != 0 ? in.Take<float>() : rate * 0.6f * word() / 65535.0f;
+    const float f2 = (flags & 2) != 0 ? in.Take<float>() : rate * 0.6f * word() / 65535.0f;
+    const float ripple = (flags & 8) != 0 ? in.Take<float>() : static_cast<float>(in.Take<int8_t>()) / 10.0f;
 
     std::vector<float> samples;
-    while (in.n >= 2 && samples.size() < 4096)
-        samples.push_back(static_cast<float>(static_cast<int16_t>(in.U16())) / 32768.0f);
+    while (in.Left() >= 2 && samples.size() < 4096)
+        samples.push_back(static_cast<float>(static_cast<int16_t>(in.Take<uint16_t>())) / 32768.0f);
 
     FuzzSections(type, shape, o % 12, f1, f2, rate, ripple, samples);  // orders 0 to 11
     // CTimeFilter requires a positive sample rate and an order within its table.

@@ -3,43 +3,16 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "numora/drive/waveforms.h"
 
-namespace {
-
-// Takes values from the fuzzer's bytes; zero once they run out.
-struct Bytes {
-    const uint8_t* data;
-    size_t size;
-    template <typename T>
-    T Take()
-    {
-        T v{};
-        const size_t n = size < sizeof v ? size : sizeof v;
-        std::memcpy(&v, data, n);
-        data += n;
-        size -= n;
-        return v;
-    }
-    // A value in [0, range] from one byte.
-    double Unit(double range) { return Take<uint8_t>() / 255.0 * range; }
-};
-
-void Check(bool ok)
-{
-    if (!ok)
-        std::abort();
-}
-
-}  // namespace
+using fuzz::Bytes;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    Bytes in{data, size};
+    Bytes in(data, size);
 
     // Trapezoid: at most 64 samples for each of rise, hold and fall, at 1 kHz.
     const double rise = in.Unit(64.0) - 4.0, hold = in.Unit(64.0) - 4.0, fall = in.Unit(64.0) - 4.0;
@@ -50,19 +23,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int r = rise > 0 ? static_cast<int>(1000.0 * rise / 1000.0) : 0;
     const int h = hold > 0 ? static_cast<int>(1000.0 * hold / 1000.0) : 0;
     const int f = fall > 0 ? static_cast<int>(1000.0 * fall / 1000.0) : 0;
-    Check(end == start + r + h + f);
+    CHECK(end == start + r + h + f);
     const int written = end + (fall <= 0 ? 1 : 0);
     for (int i = 0; i < static_cast<int>(out.size()); ++i) {
         if (i < start || i >= written) {
-            Check(out[static_cast<size_t>(i)] == 1234.5f);  // nothing outside the pulse
+            CHECK(out[static_cast<size_t>(i)] == 1234.5f);  // nothing outside the pulse
         } else {
             const double v = static_cast<double>(out[static_cast<size_t>(i)]);
-            Check(std::fabs(v) <= std::fabs(amplitude) * (1.0 + 1e-6));
-            Check(v * amplitude >= 0.0);  // on the amplitude's side of zero
+            CHECK(std::fabs(v) <= std::fabs(amplitude) * (1.0 + 1e-6));
+            CHECK(v * amplitude >= 0.0);  // on the amplitude's side of zero
         }
     }
     if (fall <= 0)
-        Check(out[static_cast<size_t>(end)] == 0.0f);
+        CHECK(out[static_cast<size_t>(end)] == 0.0f);
 
     // Sine: every sample moves by at most |amplitude|.
     const double frequency = in.Unit(30000.0) - 15000.0;
@@ -71,18 +44,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<float> a(static_cast<size_t>(n) + 1, 0.5f);
     qv::math::AddSineWave(a.data(), n, frequency, sineAmplitude, 48000.0);
     for (int i = 0; i < n; ++i)
-        Check(std::fabs(static_cast<double>(a[static_cast<size_t>(i)]) - 0.5) <=
+        CHECK(std::fabs(static_cast<double>(a[static_cast<size_t>(i)]) - 0.5) <=
               sineAmplitude * (1.0 + 1e-6) + 1e-7);
-    Check(a[static_cast<size_t>(n)] == 0.5f);
+    CHECK(a[static_cast<size_t>(n)] == 0.5f);
 
     // Overshoot: between 0.449 and 1.088 for 0 <= x <= 4.8, and 1 above.
     const float x = in.Take<float>();
     const float g = qv::math::InterpOvershoot(x);
     if (x > 4.8f)
-        Check(g == 1.0f);
+        CHECK(g == 1.0f);
     else if (x >= 0.0f)
-        Check(g >= 0.449f && g <= 1.0878f);
+        CHECK(g >= 0.449f && g <= 1.0878f);
     else if (!std::isnan(x))
-        Check(!(g < 0.0f));
+        CHECK(!(g < 0.0f));
     return 0;
 }

@@ -68,46 +68,6 @@ Floats ExpectedFrame(const Floats& stream, uint32_t n, float ratio, long f, uint
     return out;
 }
 
-// Feeds all frames of stream, reading everything after each Add, and appends
-// what was read to out.
-Floats RunStream(CInterpolator& ip, const Floats& stream, uint32_t n, Floats out = {})
-{
-    for (std::size_t f = 0; f + n <= stream.size(); f += n) {
-        Floats frame(stream.begin() + static_cast<long>(f), stream.begin() + static_cast<long>(f + n));
-        ip.Add(frame.data());
-        uint32_t count = 0;
-        while (ip.IsReadReady(count + 1))
-            ++count;
-        const float* p = ip.Read(count);
-        out.insert(out.end(), p, p + count);
-    }
-    return out;
-}
-
-// What a new CInterpolator makes of a stream.
-Floats Fed(uint32_t n, float ratio, const Floats& stream)
-{
-    CInterpolator ip;
-    ip.Setup(n, ratio);
-    return RunStream(ip, stream, n);
-}
-
-// A band-limited test signal: three sines up to 0.33 of the sample rate.
-double BandLimited(double k)
-{
-    return 0.6 * std::sin(2 * kPi * 0.05 * k + 0.4) + 0.3 * std::sin(2 * kPi * 0.21 * k + 1.1) +
-           0.1 * std::cos(2 * kPi * 0.33 * k);
-}
-
-// Exposes the protected parts for the few checks that need them.
-class Probe : public CInterpolator {
-public:
-    using CInterpolator::SetSize;
-    uint32_t PerFrame() const { return outputPerFrame; }
-    uint32_t OutputSize() const { return outputSize; }
-    uint32_t InputSize() const { return inputSize; }
-};
-
 TEST(Kernel, TableFollowsWindowedSincRuleWithPublishedRows)
 {
     for (int i = 0; i <= 1700; ++i) {  // read at whole steps, Kerval gives the entry itself
@@ -124,21 +84,12 @@ TEST(Kernel, TableFollowsWindowedSincRuleWithPublishedRows)
                                            {1682, -0.000009}};
     for (const auto& row : rows)
         EXPECT_EQ(row.second, Kerval(row.first / 128.0)) << row.first;
-}
 
-TEST(Kernel, InterpolatesLinearlyIsEvenAndEndsAtItsLimit)
-{
-    for (int i = 0; i < 1684; i += 7) {  // between entries: the straight line, in double
-        const double a = Kerval(i / 128.0), b = Kerval((i + 1) / 128.0);
-        ASSERT_TRUE(SameBits(a + (b - a) * 0.25, Kerval((i + 0.25) / 128.0))) << i;
-    }
-    for (double x : RandomDoubles(200, 5))
-        ASSERT_TRUE(SameBits(Kerval(14 * x), Kerval(-14 * x))) << x;
-    // Past the reach the last entry fades out up to entry 1684; beyond, 0.
+    // Between entries, the straight line in double; past the reach the last
+    // entry fades out up to entry 1684.
+    const double a = Kerval(200 / 128.0), b = Kerval(201 / 128.0);
+    EXPECT_TRUE(SameBits(a + (b - a) * 0.25, Kerval(200.25 / 128.0)));
     EXPECT_EQ(-0.000009 * 0.5, Kerval(1682.5 / 128.0));
-    for (double x : {13.15, 20.0, -1e300, std::numeric_limits<double>::infinity(),
-                     std::numeric_limits<double>::quiet_NaN()})
-        EXPECT_TRUE(SameBits(0.0, Kerval(x))) << x;
     // Over whole offsets the kernel sums to 1 within its gain correction, so a
     // constant comes out within 2e-5. At a quarter sample the kernel alone,
     // before the gain, sums to 1.000001.
@@ -147,102 +98,39 @@ TEST(Kernel, InterpolatesLinearlyIsEvenAndEndsAtItsLimit)
         for (int k = -14; k <= 14; ++k)
             s += Kerval(k + f);
         EXPECT_NEAR(1.0, 0.999998 * s, 2e-5) << f;
-        if (f == 0.25) {
-            EXPECT_NEAR(1.000001, s, 1e-9);
-        }
+        EXPECT_TRUE(f != 0.25 || std::fabs(s - 1.000001) < 1e-9);
     }
 }
 
 TEST(InterpolateMax, FindsTruePeakOfSampledSineBetweenSamples)
 {
-    // 0.8 sin(2 pi f k + phase) under a raised-cosine taper of 64 samples at
-    // each end, so that the block's edges add no ringing of their own.
+    // 0.8 sin(2 pi k / 8 + 3 pi / 8) under a raised-cosine taper of 64 samples
+    // at each end, so that the block's edges add no ringing of their own. It
+    // peaks halfway between samples: 0.8 against 0.8 cos(pi/8).
     const int n = 256;
-    struct Case {
-        double f, phase;
+    auto signal = [&](double t) {
+        const double edge = std::min(t, n - 1 - t);
+        const double taper = edge >= 64 ? 1.0 : 0.5 - 0.5 * std::cos(kPi * edge / 64);
+        return 0.8 * std::sin(2 * kPi * 0.125 * t + 3 * kPi / 8) * taper;
     };
-    for (const Case c : {Case{0.125, 3 * kPi / 8}, Case{0.23, 1.0}}) {
-        auto signal = [&](double t) {
-            const double edge = std::min(t, n - 1 - t);
-            const double taper = edge >= 64 ? 1.0 : 0.5 - 0.5 * std::cos(kPi * edge / 64);
-            return 0.8 * std::sin(2 * kPi * c.f * t + c.phase) * taper;
-        };
-        Floats x(n);
-        for (int i = 0; i < n; ++i)
-            x[i] = static_cast<float>(signal(i));
-        const float largestSample = *std::max_element(x.begin(), x.end());
-        for (float ratio : {4.0f, 10.0f, 16.0f}) {
-            const double dt = static_cast<double>(1.0f / ratio);
-            double peak = 0.0;  // the analytic signal's largest value on the same grid
-            for (int j = 0; j < static_cast<int>(n / dt); ++j)
-                peak = std::max(peak, signal(j * dt));
-            const float found = InterpolateMax(ratio, x.data(), n);
-            EXPECT_NEAR(peak, found, 5e-5) << c.f << " " << ratio;
-            if (c.f == 0.125) {  // peaks halfway between samples: 0.8 against 0.8 cos(pi/8)
-                EXPECT_GT(found, largestSample + 0.05f) << ratio;
-            }
-        }
+    Floats x(n);
+    for (int i = 0; i < n; ++i)
+        x[i] = static_cast<float>(signal(i));
+    const float largestSample = *std::max_element(x.begin(), x.end());
+    for (float ratio : {4.0f, 10.0f, 16.0f}) {
+        const double dt = static_cast<double>(1.0f / ratio);
+        double peak = 0.0;  // the analytic signal's largest value on the same grid
+        for (int j = 0; j < static_cast<int>(n / dt); ++j)
+            peak = std::max(peak, signal(j * dt));
+        const float found = InterpolateMax(ratio, x.data(), n);
+        EXPECT_NEAR(peak, found, 5e-5) << ratio;
+        EXPECT_GT(found, largestSample + 0.05f) << ratio;
     }
+    // An infinite ratio asks for more points than an int counts: 0.
+    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(std::numeric_limits<float>::infinity(), x.data(), n)));
 }
 
-TEST(InterpolateMax, EqualsLargestKernelSumOnFloatStepGrid)
-{
-    struct Case {
-        float ratio;
-        int n;
-    };
-    // 1.0f / 1.6f is 0.625 exactly, so 1.6 visits eight phases of exact instants;
-    // 16 and 16/3 (step 0.1875) visit all sixteen.
-    std::vector<Case> cases = {{2.56f, 300}, {4.0f, 97},  {1.6f, 50}, {16.0f / 3.0f, 70}, {16.0f, 33},
-                               {3.0f, 40},   {10.24f, 5}, {1.5f, 2},  {7.0f, 1}};
-    for (int n = 3; n < 30; ++n)  // short blocks: the maximum lies where the block's ends narrow the sum
-        cases.push_back(Case{1.2f, n});
-    for (const Case c : cases) {
-        Floats x = RandomFloats(c.n, static_cast<uint32_t>(c.n));
-        const Floats before = x;
-        // The step is 1/ratio rounded to float; the count comes from float(n).
-        const double dt = static_cast<double>(1.0f / c.ratio);
-        const int m = static_cast<int>(static_cast<double>(static_cast<float>(c.n)) / dt);
-        double largest = 0.0;
-        for (int j = 0; j < m; ++j)
-            largest = std::max(largest, Interpolated([&](long i) { return x[i]; }, j * dt, 0, c.n - 1));
-        EXPECT_TRUE(SameBits(static_cast<float>(largest), InterpolateMax(c.ratio, x.data(), c.n)))
-            << c.ratio << " " << c.n;
-        EXPECT_EQ(before, x);
-    }
-}
-
-TEST(InterpolateMax, GivesZeroForNoRatioNoSamplesOrNoPositiveValue)
-{
-    Floats x = RandomFloats(64, 9);
-    for (float ratio : {1.0f, 0.5f, -3.0f, std::numeric_limits<float>::quiet_NaN(),
-                        std::numeric_limits<float>::infinity()})
-        EXPECT_TRUE(SameBits(0.0f, InterpolateMax(ratio, x.data(), 64))) << ratio;
-    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(4.0f, x.data(), 0)));
-    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(4.0f, x.data(), -5)));
-    for (float& v : x)
-        v = -std::fabs(v) - 0.1f;  // a signed maximum: negative excursions don't count
-    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(4.0f, x.data(), 64)));
-}
-
-TEST(CInterpolator, RaisesRateOfBandLimitedSignalToAnalyticValues)
-{
-    const uint32_t n = 256;
-    Floats stream(8 * n), constant(8 * n, 0.75f);
-    for (uint32_t k = 0; k < stream.size(); ++k)
-        stream[k] = static_cast<float>(BandLimited(k));
-    for (float ratio : {4.0f, 3.0f}) {  // n * ratio whole: output j sits at j / ratio of the stream
-        const Floats out = Fed(n, ratio, stream), level = Fed(n, ratio, constant);
-        ASSERT_EQ(7 * n * static_cast<uint32_t>(ratio), out.size());
-        // Past the zeros in front of the first frame, within 1e-4 of the signal.
-        for (std::size_t j = static_cast<std::size_t>(14 * ratio); j < out.size(); ++j) {
-            ASSERT_NEAR(BandLimited(static_cast<double>(j) / static_cast<double>(ratio)), out[j], 1e-4) << j;
-            ASSERT_NEAR(0.75, level[j], 0.75 * 2e-5) << ratio << " " << j;
-        }
-    }
-}
-
-TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFrame)
+TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFrameWithoutAllocating)
 {
     struct Case {
         uint32_t n;
@@ -250,83 +138,70 @@ TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFram
         uint32_t perFrame;
     };
     // 1000 samples at 2.56 give 2559: 2.56f lies just below 2.56.
-    for (const Case c : {Case{1000, 2.56f, 2559}, Case{64, 4.0f, 256}, Case{100, 3.0f, 300}, Case{21, 8.0f, 168},
-                         Case{37, 1.7f, 62}}) {
+    for (const Case c : {Case{1000, 2.56f, 2559}, Case{64, 4.0f, 256}, Case{21, 8.0f, 168}, Case{37, 1.7f, 62}}) {
         const Floats stream = RandomFloats(static_cast<int>(5 * c.n), c.n);
         CInterpolator ip;
         ip.Setup(c.n, c.ratio);
-        EXPECT_TRUE(ip.IsReadReady(0));
-        Floats frame(stream.begin(), stream.begin() + c.n);
-        ip.Add(frame.data());
-        EXPECT_FALSE(ip.IsReadReady(1));  // the first frame is only held
-        for (long f = 1; f < 5; ++f) {
-            frame.assign(stream.begin() + f * c.n, stream.begin() + (f + 1) * c.n);
+        for (long f = 0; f < 5; ++f) {
+            Floats frame(stream.begin() + f * c.n, stream.begin() + (f + 1) * c.n);
+            const std::size_t before = AllocationCount();
+            ip.Setup(c.n, c.ratio);  // the same sizes: nothing to allocate, nothing dropped
             ip.Add(frame.data());
+            EXPECT_EQ(before, AllocationCount());
+            if (f == 0)
+                continue;  // the first frame is only held
             ASSERT_TRUE(ip.IsReadReady(c.perFrame) && !ip.IsReadReady(c.perFrame + 1)) << c.n;
             const Floats expected = ExpectedFrame(stream, c.n, c.ratio, f - 1, c.perFrame);
             ASSERT_TRUE(BitEqual(expected.data(), ip.Read(c.perFrame), static_cast<int>(c.perFrame)))
                 << c.n << " frame " << f - 1;
-            EXPECT_FALSE(ip.IsReadReady(1));
         }
     }
 }
 
-TEST(CInterpolator, OneLongFrameEqualsManyShortOnesAtPowerOfTwoRatio)
-{
-    // At ratio 2 or 4 every output instant is exact, so frame boundaries do
-    // not show: frames of 32 and of 256 give the same samples.
-    const Floats stream = RandomFloats(2048, 3);
-    for (float ratio : {2.0f, 4.0f}) {
-        const Floats a = Fed(32, ratio, stream), b = Fed(256, ratio, stream);
-        ASSERT_EQ(static_cast<std::size_t>(7 * 256 * ratio), b.size());
-        EXPECT_TRUE(BitEqual(b.data(), a.data(), static_cast<int>(b.size()))) << ratio;
-    }
-}
-
-TEST(CInterpolator, OutputBufferHoldsTwoFramesAndDropsTheNextWithHeldFrameKept)
+TEST(CInterpolator, OutputBufferHoldsTwoFramesDropsTheNextAndCopiesOrMovesEverything)
 {
     const uint32_t n = 1000, perFrame = 2559;
     Floats stream = RandomFloats(5 * static_cast<int>(n), 17);
-    Probe ip;
+    CInterpolator ip, assigned, target;
     ip.Setup(n, 2.56f);
-    EXPECT_TRUE(ip.PerFrame() == perFrame && ip.OutputSize() == 2 * perFrame && ip.InputSize() == n + 40);
     for (uint32_t f = 0; f < 4; ++f)  // the third Add fits, the fourth is lost
         ip.Add(stream.data() + f * n);
-    ASSERT_TRUE(ip.IsReadReady(2 * perFrame) && !ip.IsReadReady(2 * perFrame + 1));
-    // Reading part of it: consecutive pointers, too many gives null and reads nothing.
-    float* first = ip.Read(100);
-    EXPECT_TRUE(ip.Read(2 * perFrame) == nullptr && ip.Read(0) == first + 100);
-    EXPECT_EQ(first + 100, ip.Read(2 * perFrame - 100));
-    EXPECT_FALSE(ip.IsReadReady(1));
-    for (long f = 0; f < 2; ++f) {
-        const Floats expected = ExpectedFrame(stream, n, 2.56f, f, perFrame);
-        ASSERT_TRUE(BitEqual(expected.data(), first + f * perFrame, static_cast<int>(perFrame))) << f;
-    }
-    // The lost frame never appears: the held frame goes on with the next one.
-    ip.Add(stream.data() + 4 * n);
+    // Copies and moves take the held frame and the unread results along.
+    CInterpolator source(ip);
+    assigned.Setup(128, 4.0f);
+    assigned = ip;
+    CInterpolator& same = assigned;
+    assigned = same;  // self-assignment keeps everything
+    target.Setup(64, 2.0f);
+    target = std::move(source);
+    Floats lost = stream;
     stream.erase(stream.begin() + 3 * n, stream.begin() + 4 * n);
-    const Floats expected = ExpectedFrame(stream, n, 2.56f, 2, perFrame);
-    EXPECT_TRUE(BitEqual(expected.data(), ip.Read(perFrame), static_cast<int>(perFrame)));
+    for (CInterpolator* p : {&ip, &assigned, &target}) {
+        // Consecutive reads give consecutive pointers.
+        float* first = p->Read(100);
+        EXPECT_EQ(first + 100, p->Read(2 * perFrame - 100));
+        for (long f = 0; f < 2; ++f) {
+            const Floats expected = ExpectedFrame(stream, n, 2.56f, f, perFrame);
+            ASSERT_TRUE(BitEqual(expected.data(), first + f * perFrame, static_cast<int>(perFrame))) << f;
+        }
+        // The lost frame never appears: the held frame goes on with the next one.
+        p->Add(lost.data() + 4 * n);
+        const Floats expected = ExpectedFrame(stream, n, 2.56f, 2, perFrame);
+        EXPECT_TRUE(BitEqual(expected.data(), p->Read(perFrame), static_cast<int>(perFrame)));
+    }
 }
 
-TEST(CInterpolator, SetupKeepsStreamOnlyForSameArguments)
+TEST(CInterpolator, ANewRatioKeepsTheInputBufferAndItsContent)
 {
+    // The stream is dropped, but the buffer keeps its size and content, so
+    // the 20 samples in front of the next frame are still those that stood
+    // there: the end of the frame before the last one added.
     const uint32_t n = 50;
-    Floats stream = RandomFloats(8 * static_cast<int>(n), 23);
-    const Floats out = Fed(n, 4.0f, stream);
+    Floats stream = RandomFloats(6 * static_cast<int>(n), 23);
     CInterpolator ip;
     ip.Setup(n, 4.0f);
-    ip.Add(stream.data());
-    ip.Add(stream.data() + n);
-    ip.Setup(n, 4.0f);   // the same: the held frame and the results stay
-    ip.Setup(19, 5.0f);  // a frame below the margin is refused and changes nothing
-    ip.Add(stream.data() + 2 * n);
-    ASSERT_TRUE(ip.IsReadReady(400) && !ip.IsReadReady(401));
-    EXPECT_TRUE(BitEqual(out.data(), ip.Read(400), 400));
-
-    // A new ratio drops the stream; the input buffer keeps its size and its
-    // content, so the 20 samples in front of the next frame are still those
-    // that stood there: the end of the frame before the last one added.
+    for (uint32_t f = 0; f < 3; ++f)
+        ip.Add(stream.data() + f * n);
     ip.Setup(n, 2.0f);
     EXPECT_FALSE(ip.IsReadReady(1));
     Floats history(stream.begin() + static_cast<long>(2 * n - 20), stream.begin() + static_cast<long>(2 * n));
@@ -337,87 +212,6 @@ TEST(CInterpolator, SetupKeepsStreamOnlyForSameArguments)
     for (uint32_t j = 0; j < 100; ++j)
         expected[j] = static_cast<float>(Interpolated([&](long i) { return history[i + 20]; }, j * 0.5, -20, 69));
     EXPECT_TRUE(BitEqual(expected.data(), ip.Read(100), 100));
-
-    // A new frame size brings a fresh, zeroed input buffer.
-    ip.Setup(n + 1, 2.0f);
-    const Floats tail(stream.begin() + 4 * n, stream.end()), a = RunStream(ip, tail, n + 1);
-    EXPECT_TRUE(a.size() == 2 * 102 && BitEqual(Fed(n + 1, 2.0f, tail).data(), a.data(), 204));
-}
-
-TEST(CInterpolator, ReadAndRatioContracts)
-{
-    CInterpolator none;  // no buffers yet: nothing to read, Add does nothing
-    Floats frame = RandomFloats(64, 31);
-    none.Add(frame.data());
-    EXPECT_TRUE(none.IsReadReady(0) && !none.IsReadReady(1) && none.Read(1) == nullptr);
-    for (float ratio : {1.0f, 0.5f, -2.0f, std::numeric_limits<float>::quiet_NaN()})  // nothing, ever
-        EXPECT_TRUE(Fed(16, ratio, RandomFloats(64, 32)).empty()) << ratio;
-    CInterpolator ip;
-    ip.Setup(64, 2.0f);
-    float* empty = ip.Read(0);  // a valid pointer even with nothing unread
-    ip.Add(frame.data());
-    ip.Add(frame.data());
-    EXPECT_TRUE(empty != nullptr && ip.Read(0) == empty && ip.IsReadReady(128));
-}
-
-TEST(CInterpolator, SetupAllocatesOnlyWhenSizesChangeAndAddNever)
-{
-    Floats stream = RandomFloats(4096, 41);
-    for (float ratio : {4.0f, 2.56f}) {
-        CInterpolator ip;
-        ip.Setup(256, ratio);
-        const std::size_t before = AllocationCount();
-        ip.Setup(256, ratio);
-        for (int f = 0; f < 16; ++f) {
-            ip.Add(stream.data() + 256 * f);
-            while (ip.IsReadReady(100))
-                ip.Read(100);
-        }
-        EXPECT_EQ(before, AllocationCount()) << ratio;
-    }
-    Probe p;  // SetSize: a zeroed buffer for a new size, the same one for the same size
-    uint32_t size = 0;
-    float* buffer = nullptr;
-    p.SetSize(size, 8, buffer);
-    ASSERT_TRUE(buffer != nullptr && size == 8 && SameBits(0.0f, buffer[0]) && SameBits(0.0f, buffer[7]));
-    buffer[3] = 1.5f;
-    float* const kept = buffer;
-    const std::size_t before = AllocationCount();
-    p.SetSize(size, 8, buffer);
-    EXPECT_TRUE(buffer == kept && buffer[3] == 1.5f && before == AllocationCount());
-    p.SetSize(size, 0, buffer);
-    EXPECT_TRUE(buffer == nullptr && size == 0);
-}
-
-TEST(CInterpolator, CopiesGoOnIndependentlyAndMovesHandOver)
-{
-    const uint32_t n = 40;
-    Floats stream = RandomFloats(10 * static_cast<int>(n), 51);
-    const Floats reference = Fed(n, 2.56f, stream), head(stream.begin(), stream.begin() + 3 * n),
-                 tail(stream.begin() + 4 * n, stream.end());
-    CInterpolator original, assigned, target;
-    original.Setup(n, 2.56f);
-    const Floats out = RunStream(original, head, n);
-    original.Add(stream.data() + 3 * n);  // results left unread are copied too
-    CInterpolator copy(original), source(original);
-    assigned.Setup(128, 4.0f);
-    assigned = copy;
-    CInterpolator& same = assigned;
-    assigned = same;  // self-assignment keeps everything
-    RunStream(copy, RandomFloats(4 * static_cast<int>(n), 52), n);  // the copy's own frames touch no other
-    CInterpolator moved(std::move(source));
-    target.Setup(64, 2.0f);
-    target = std::move(moved);
-    for (CInterpolator* ip : {&original, &assigned, &target}) {
-        const Floats all = RunStream(*ip, tail, n, out);
-        ASSERT_EQ(reference.size(), all.size());
-        EXPECT_TRUE(BitEqual(reference.data(), all.data(), static_cast<int>(all.size())));
-    }
-    for (CInterpolator* gone : {&source, &moved}) {  // moved from: a new object
-        gone->Add(stream.data());
-        gone->Add(stream.data());
-        EXPECT_TRUE(!gone->IsReadReady(1) && gone->Read(0) == nullptr);
-    }
 }
 
 }  // namespace
