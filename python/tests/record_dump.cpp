@@ -2,14 +2,13 @@
 // as raw bytes, so that the Python tests can hold the module's results
 // against the C++ library bit for bit.
 //
-// record_dump <input.f32> <output> <what>, what one of psd, frf, srs, dft, dft_d.
+// record_dump <input.f32> <output> <what>, what one of psd, frf, srs.
 // The options are fixed: frames of 256 at 1000 Hz, hamming, 75 % overlap;
 // the SRS from 5 to 400 Hz, 6 bands per octave, q 10, iso filter, maximax.
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-#include "numora/transforms/fft.h"
 #include "recording/frf.h"
 #include "recording/spectrum.h"
 #include "recording/srs.h"
@@ -55,13 +54,6 @@ int main(int argc, char** argv) {
         srs.fHigh = 400.0;
         srs.bandsPerOctave = 6;
         Append(out, ComputeSrs(x.data(), static_cast<int64_t>(x.size()), 1000.0, srs).maximax);
-    } else if (what == "dft") {
-        qv::math::DFT(x.data(), static_cast<int>(x.size()), 1);
-        Append(out, x);
-    } else if (what == "dft_d") {
-        std::vector<double> d(x.begin(), x.end());
-        qv::math::DFT_D(d.data(), static_cast<int>(d.size()), 1);
-        Append(out, d);
     } else {
         return 2;
     }
