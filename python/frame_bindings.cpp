@@ -1,3 +1,4 @@
+#include <climits>
 #include <string>
 
 #include "numora/foundation/records.h"
@@ -44,6 +45,7 @@ QV_WINDOWSCALE ParseWindowScale(const std::string& name) {
 
 // A packed spectrum of N reals holds N / 2 complex lines.
 int SpectrumLines(const py::array& spectrum, const char* name) {
+    if (spectrum.size() / 2 > INT_MAX) throw py::value_error(std::string(name) + " holds more lines than an int counts");
     if (spectrum.size() % 2 != 0)
         throw py::value_error(std::string(name) + " holds " + std::to_string(spectrum.size()) +
                               " values; a packed spectrum holds an even number");
@@ -130,6 +132,7 @@ double Average(py::handle spectrumObject, py::handle apsObject, int frameNumber,
     py::array spectrum = CheckedArray(spectrumObject, "spectrum");
     py::array aps = WritableArray(apsObject, "aps");
     const QV_ACQFRAME_AVGMODE avgMode = rec::detail::LibraryMode(rec::ParseAveraging(mode));
+    if (aps.size() > INT_MAX) throw py::value_error("aps holds more lines than an int counts");
     const int lines = static_cast<int>(aps.size());
     if (spectrum.size() < 2 * aps.size())
         throw py::value_error("spectrum holds " + std::to_string(spectrum.size()) + " values, fewer than the " +

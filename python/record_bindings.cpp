@@ -277,13 +277,14 @@ void BindRecordFunctions(py::module_& m) {
           "exp_frames"_a = 8, "full_band"_a = false,
           "Averaged power spectral density of a record: returns (f, Pxx).\n\n"
           "x is float32 (read in place) or float64 (rounded to float32 first). The record is\n"
-          "cut into whole frames `overlap` apart (the tail is left out), each windowed with\n"
-          "a unit-RMS window, transformed and averaged. Pxx (float32) is one-sided power per\n"
+          "cut into whole frames of `frame` samples overlapping by the fraction `overlap`\n"
+          "(the tail is left out), each windowed with a unit-RMS window, transformed and\n"
+          "averaged. Pxx (float32) is one-sided power per\n"
           "hertz at f[k] = k * fs / frame (the spacing rounded to float32), lines 0 to\n"
           "frame / 2.56, or to frame / 2 - 1 with full_band.\n"
           "scipy: with w = numora.window(window, frame), Pxx = mean(w**2) * welch(x, fs, w,\n"
           "nperseg=frame, noverlap=frame*overlap, detrend=False)[1][:len(f)] (the tables\n"
-          "are symmetric and normalised by their continuous RMS: mean(w**2) is\n"
+          "are symmetric and normalised by their continuous RMS: mean(w**2) is about\n"
           "1 - 1/frame for hann). average: linear, exponential, peak-hold, max-line,\n"
           "max-power, max-band3 (scipy has only the linear mean).");
     m.def("csd", &Csd, "x"_a, "y"_a, "fs"_a, "frame"_a = 4096, "window"_a = "hann", "overlap"_a = 0.5,
