@@ -26,16 +26,8 @@ TEST(Srs, BandByBandEqualsOneCallOverAllBands)
     const std::vector<float> x = numora_test::RandomFloats(3000, 6);
     for (SrsFilter filter : {SrsFilter::RampInvariant, SrsFilter::ImpulseInvariant}) {
         for (SrsSeries series : {SrsSeries::Ansi, SrsSeries::Acoustic}) {
-            SrsOptions o;
-            o.q = 25.0;
-            o.bandsPerOctave = 6;
-            o.fLow = 0.5;  // bands below band 1 too
-            o.fHigh = 5000.0;
-            o.filter = filter;
-            o.series = series;
-            o.response = SrsResponse::RelativeDisplacement;
-            o.startMs = 10.0;
-            o.endMs = 200.0;
+            // From 0.5 Hz: bands below band 1 too.
+            const SrsOptions o{25.0, 6, 0.5, 5000.0, filter, series, SrsResponse::RelativeDisplacement, 10.0, 200.0};
             int calls = 0;
             const SrsResult r = ComputeSrs(x.data(), 3000, 10000.0, o, [&](double) { ++calls; });
             const int n = static_cast<int>(r.frequency.size());
@@ -131,8 +123,6 @@ TEST(Srs, AStretchReadsTheRecordOnlyToItsEnd)
     o.fHigh = 1e5;
     o.bandsPerOctave = 48;  // far more than 1000 bands
     EXPECT_THROW(ComputeSrs(x.data(), 1000, 10000.0, o), Error);
-    EXPECT_THROW(ComputeSrs(x.data(), 1, 10000.0, SrsOptions{}), Error);
-    EXPECT_THROW(ParseSrsFilter("smallwood"), Error);
 }
 
 }  // namespace
