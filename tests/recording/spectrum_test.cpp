@@ -8,6 +8,7 @@
 #include "numora/transforms/frame.h"
 #include "numora/transforms/window.h"
 #include "recording/error.h"
+#include "tests/support/refusal.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -80,10 +81,6 @@ TEST(Spectrum, ASineReadsItsRmsOverallAndInItsBandOnly)
     EXPECT_NEAR(r.overallRms[0], rms, 2e-4 * rms);
     EXPECT_NEAR(BandRms(r, 0, 950.0, 1050.0), rms, 2e-4 * rms);
     EXPECT_LT(BandRms(r, 0, 2000.0, 20000.0), 1e-4 * rms);
-    size_t peak = 0;
-    for (size_t k = 1; k < r.psd[0].size(); ++k)
-        if (r.psd[0][k] > r.psd[0][peak]) peak = k;
-    EXPECT_EQ(peak, 80u);
     EXPECT_THROW(BandRms(r, 0, 100.0, 20001.0), Error);
     EXPECT_THROW(BandRms(r, 0, 200.0, 100.0), Error);
     EXPECT_EQ(MakeFrequencyAxis(rate, 4096, true).lastLine, 2047);
@@ -93,12 +90,8 @@ TEST(Spectrum, RefusesARecordWithoutAWholeFrameAndBadOptions)
 {
     const std::vector<float> x(4095, 1.0f);
     ArraySource source(x.data(), 4095, 1, 1000.0, "short.wav");
-    try {
-        MeasurePsd(source, {0}, SpectrumOptions{});
-        FAIL();
-    } catch (const Error& e) {
-        EXPECT_EQ(std::string(e.what()), "short.wav: 4095 samples are fewer than one frame of 4096");
-    }
+    EXPECT_EQ(numora_test::Refusal([&] { MeasurePsd(source, {0}, SpectrumOptions{}); }),
+              "short.wav: 4095 samples are fewer than one frame of 4096");
     SpectrumOptions bad;
     bad.frameSize = 3000;
     EXPECT_THROW(PsdAverager(1000.0, 1, bad), Error);
@@ -108,8 +101,6 @@ TEST(Spectrum, RefusesARecordWithoutAWholeFrameAndBadOptions)
     EXPECT_THROW(PsdAverager(1000.0, 1, bad), Error);
     EXPECT_THROW(PsdAverager(0.0, 1, SpectrumOptions{}), Error);
     EXPECT_THROW(ParseWindow("hanning"), Error);
-    EXPECT_EQ(ParseAveraging("max-band3"), Averaging::MaxBand3);
-    EXPECT_EQ(WindowName(ParseWindow("flattop")), "flattop");
 }
 
 TEST(Spectrum, PushAllocatesNothingHoweverLongTheRecord)
