@@ -82,11 +82,8 @@ TEST(Profile, LevelsFollowTheSegmentsAndLimitsTheUpperBreakpoint)
         EXPECT_NEAR(c.alarmHigh[i] / c.level[i], std::pow(10.0, alarm / 10.0), 1e-5) << k;
         const double level = static_cast<double>(c.level[i]);
         EXPECT_NEAR(static_cast<double>(c.alarmLow[i]) * static_cast<double>(c.alarmHigh[i]), level * level, 1e-6 * level * level);
-        if (k < 40) {
-            EXPECT_EQ(c.abortHigh[i], 0.0f) << k;  // 0 dB switches the limit off
-        } else {
-            EXPECT_NEAR(c.abortHigh[i] / c.level[i], std::pow(10.0, 0.6), 1e-5) << k;
-        }
+        const double abort = k < 40 ? 0.0 : std::pow(10.0, 0.6);  // 0 dB switches the limit off
+        EXPECT_NEAR(c.abortHigh[i] / c.level[i], abort, 1e-5) << k;
     }
 }
 

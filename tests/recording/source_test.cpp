@@ -79,29 +79,6 @@ TEST(ChannelReader, RefusesChannelsTheRecordLacks)
     EXPECT_THROW(ArraySource(samples.data(), 2, 0, 10.0), Error);
 }
 
-TEST(Framing, EveryWholeFrameComesOnceInOrderWhateverTheBlocks)
-{
-    const int frames = 1000, size = 64, hop = numora::rec::HopSamples(size, 25.0);
-    ASSERT_EQ(hop, 48);
-    const std::vector<float> a = numora_test::RandomFloats(frames, 1), b = numora_test::RandomFloats(frames, 2);
-    int64_t seen = 0;
-    Framer framer(2, size, hop, [&](const float* const* frame) {
-        for (int i = 0; i < size; ++i) {
-            ASSERT_EQ(frame[0][i], a[static_cast<size_t>(seen * hop + i)]) << "frame " << seen;
-            ASSERT_EQ(frame[1][i], b[static_cast<size_t>(seen * hop + i)]) << "frame " << seen;
-        }
-        ++seen;
-    });
-    for (int start = 0, step = 1; start < frames; start += step, step = step * 3 % 101 + 1) {
-        const int n = std::min(step, frames - start);
-        const float* data[2] = {a.data() + start, b.data() + start};
-        framer.Push(data, n);
-    }
-    EXPECT_EQ(seen, (frames - size) / hop + 1);
-    EXPECT_EQ(seen, numora::rec::FrameCount(frames, size, hop));
-    EXPECT_EQ(framer.FramesEmitted(), seen);
-}
-
 TEST(Framing, FrameSizesAndOverlapsOutsideTheTransformAreRefused)
 {
     EXPECT_EQ(numora::rec::HopSamples(4096, 0.0), 4096);
