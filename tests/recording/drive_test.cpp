@@ -11,25 +11,18 @@ namespace {
 
 using namespace numora::rec;
 
+// 0.04 from 100 to 1000 Hz, with alarm and abort limits.
 ProfileTable Flat() {
-    ProfileTable t;
-    t.name = "flat.csv";
-    t.points = {{100.0, 0.04, 3.0, 6.0}, {1000.0, 0.04, 3.0, 6.0}};
-    return t;
+    return ProfileTable{"flat.csv", {{100.0, 0.04, 3.0, 6.0}, {1000.0, 0.04, 3.0, 6.0}}};
 }
 
-DriveOptions Options() {
-    DriveOptions o;
-    o.sampleRate = 8192.0;
-    o.seconds = 20.0;
-    o.frameSize = 1024;
-    return o;
-}
+// Lines every 8 Hz.
+const DriveOptions kOptions{8192.0, 20.0, 1024};
 
 TEST(Drive, MeetsTheProfileInLevelAndAtEveryLine)
 {
     ArraySink sink(1);
-    const DriveReport r = GenerateDrive(Flat(), Options(), sink);
+    const DriveReport r = GenerateDrive(Flat(), kOptions, sink);
     ASSERT_TRUE(sink.Finished());
     EXPECT_EQ(r.frames, 20 * 8192);
     EXPECT_EQ(sink.Frames(), r.frames);
@@ -50,7 +43,7 @@ TEST(Drive, MeetsTheProfileInLevelAndAtEveryLine)
 
 TEST(Drive, TheSeedDecidesTheDriveAndAClipHoldsEverySample)
 {
-    DriveOptions o = Options();
+    DriveOptions o = kOptions;
     o.seconds = 2.0;
     o.clipSigma = 2.5;
     ArraySink clipped(1), other(1);
@@ -71,7 +64,7 @@ TEST(Drive, TheSeedDecidesTheDriveAndAClipHoldsEverySample)
 TEST(Drive, RefusesWhatCannotMakeADrive)
 {
     ArraySink sink(1);
-    DriveOptions o = Options();
+    DriveOptions o = kOptions;
     ProfileTable high = Flat();
     high.points[1].frequency = 4096.0;  // half the sample rate
     EXPECT_THROW(GenerateDrive(high, o, sink), Error);
@@ -80,7 +73,7 @@ TEST(Drive, RefusesWhatCannotMakeADrive)
     EXPECT_THROW(GenerateDrive(narrow, o, sink), Error);
     o.seconds = 0.1;  // 819 samples, less than a frame
     EXPECT_THROW(GenerateDrive(Flat(), o, sink), Error);
-    o = Options();
+    o = kOptions;
     o.clipSigma = -1.0;
     EXPECT_THROW(GenerateDrive(Flat(), o, sink), Error);
     EXPECT_FALSE(sink.Finished());

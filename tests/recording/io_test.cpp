@@ -1,11 +1,8 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 

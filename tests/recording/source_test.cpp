@@ -1,9 +1,9 @@
 #include "recording/source.h"
 
 #include <algorithm>
-#include <utility>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "recording/error.h"
