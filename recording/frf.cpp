@@ -7,6 +7,7 @@
 
 #include "numora/foundation/complex.h"
 #include "numora/spectrum/auto_spectrum.h"
+#include "numora/spectrum/conversions.h"
 #include "numora/spectrum/cross_spectrum.h"
 #include "recording/chain_detail.h"
 #include "recording/error.h"
@@ -91,6 +92,10 @@ FrfResult FrfAverager::Result() const {
         r.gain.push_back(qv::math::ComplexMag(h));
         r.phaseDeg.push_back(qv::math::ComplexPhase(h));
     }
+    r.cps = s.cps;
+    r.cpsd.resize(static_cast<size_t>(lines));
+    qv::math::APStoPSD(reinterpret_cast<float*>(r.cps.data()), reinterpret_cast<float*>(r.cpsd.data()), 2 * lines,
+                       s.axis.deltaF);
     return r;
 }
 
@@ -129,6 +134,24 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
     FrfResult result = averager.Result();
     result.referenceName = refInfo.channelNames[static_cast<size_t>(referenceChannel)];
     result.responseName = respInfo.channelNames[static_cast<size_t>(responseChannel)];
+    return result;
+}
+
+FrfResult MeasureFrf(const float* reference, const float* response, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options) {
+    FrfAverager averager(sampleRate, options);
+    for (int64_t done = 0; done < frames;) {
+        const int n = static_cast<int>(std::min<int64_t>(frames - done, kMemoryPieceFrames));
+        averager.Push(reference + done, response + done, n);
+        done += n;
+    }
+    if (averager.Averages() == 0)
+        throw Error(std::to_string(frames) + " samples are fewer than one frame of " +
+                    std::to_string(options.frameSize));
+    FrfResult result = averager.Result();
+    const std::vector<std::string> names = DefaultChannelNames(2);
+    result.referenceName = names[0];
+    result.responseName = names[1];
     return result;
 }
 

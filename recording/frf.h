@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "numora/foundation/records.h"
 #include "recording/source.h"
 #include "recording/spectrum.h"
 
@@ -31,6 +32,8 @@ struct FrfResult {
     std::vector<float> coherence;     // |S(resp, ref)|^2 / (S(resp, resp) S(ref, ref)), not limited to 0 .. 1
     std::vector<float> apsReference;  // averaged power per line of the reference
     std::vector<float> apsResponse;   // ... and of the response
+    std::vector<complex> cps;         // averaged cross power per line, S(resp, ref) = resp * conj(ref)
+    std::vector<complex> cpsd;        // ... per hertz: both parts of cps times 1 / deltaF, as APStoPSD
 };
 
 // Averages frame pairs as their samples arrive.
@@ -61,6 +64,12 @@ private:
 FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& response, int responseChannel,
                      const SpectrumOptions& options, const Progress& progress = {},
                      int blockFrames = kDefaultBlockFrames);
+
+// H1 and coherence of a response over a reference held in memory, `frames`
+// samples each; named ch1 (reference) and ch2 (response). Throws Error when
+// they hold no whole frame.
+FrfResult MeasureFrf(const float* reference, const float* response, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options);
 
 }  // namespace rec
 }  // namespace numora

@@ -6,6 +6,7 @@
 #include "numora/analysis/integration.h"
 #include "numora/foundation/scalar.h"
 #include "recording/error.h"
+#include "recording/units.h"
 
 namespace numora {
 namespace rec {
@@ -15,6 +16,21 @@ namespace {
 constexpr double kStandardGravity = 9.80665;
 
 }  // namespace
+
+IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds,
+                                       double sampleRate) {
+    const UnitMatch match = RequireUnit(unit);
+    if (match.unit.type != 1 || !match.hasRow)
+        throw Error("integrate takes an acceleration, and '" + unit + "' is " +
+                    (match.unit.typeName.empty() ? std::string("no unit of one") : "a unit of " + match.unit.typeName));
+    if (!(blockSeconds > 0.0) || !std::isfinite(blockSeconds))
+        throw Error("the block of " + MessageNumber(blockSeconds) + " s is not positive");
+    IntegrationOptions options;
+    options.accelerationToSi = match.unit.factor;
+    options.english = english;
+    options.blockFrames = std::max(1, static_cast<int>(blockSeconds * sampleRate + 0.5));
+    return options;
+}
 
 IntegrationReport IntegrateRecord(BlockSource& source, const std::vector<int>& channels,
                                   const IntegrationOptions& options, BlockSink& sink, const Progress& progress,

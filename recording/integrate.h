@@ -32,6 +32,14 @@ struct IntegrationOptions {
     int blockFrames = 0;                // samples per block; 0 for one second
 };
 
+// Options for a record in `unit`, a unit string that resolves to a row of
+// the unit table for an acceleration ("g", "m/s²", "in/s²", ...), integrated
+// in blocks of blockSeconds at sampleRate: trunc(blockSeconds * sampleRate
+// + 0.5) samples, at least one. Throws Error for a unit that is not an
+// acceleration or a block that is not positive.
+IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds,
+                                       double sampleRate);
+
 // Limits of one channel over the run.
 struct ChannelLimits {
     std::string name;

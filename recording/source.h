@@ -23,6 +23,9 @@ using Progress = std::function<void(double fraction)>;
 // channel read, a few hundred kilobytes.
 constexpr int kDefaultBlockFrames = 32768;
 
+// Frames handed on at once when an analysis reads arrays already in memory.
+constexpr int kMemoryPieceFrames = 1 << 30;
+
 // What a source knows about its record before the first read.
 struct RecordInfo {
     std::string name;                       // for messages: the file name, or what the caller set

@@ -198,5 +198,23 @@ PsdResult MeasurePsd(BlockSource& source, const std::vector<int>& channels, cons
     return result;
 }
 
+PsdResult MeasurePsd(const float* const* channels, int count, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options) {
+    PsdAverager averager(sampleRate, count, options);
+    std::vector<const float*> piece(channels, channels + count);
+    for (int64_t done = 0; done < frames;) {
+        const int n = static_cast<int>(std::min<int64_t>(frames - done, kMemoryPieceFrames));
+        for (int c = 0; c < count; ++c) piece[static_cast<size_t>(c)] = channels[c] + done;
+        averager.Push(piece.data(), n);
+        done += n;
+    }
+    if (averager.Averages() == 0)
+        throw Error(std::to_string(frames) + " samples are fewer than one frame of " +
+                    std::to_string(options.frameSize));
+    PsdResult result = averager.Result();
+    result.channelNames = DefaultChannelNames(count);
+    return result;
+}
+
 }  // namespace rec
 }  // namespace numora

@@ -127,5 +127,11 @@ private:
 PsdResult MeasurePsd(BlockSource& source, const std::vector<int>& channels, const SpectrumOptions& options,
                      const Progress& progress = {}, int blockFrames = kDefaultBlockFrames, float scale = 1.0f);
 
+// Averaged spectra of `count` channels held in memory, `frames` samples
+// each, channel i at channels[i]; named ch1, ch2, ... Throws Error when they
+// hold no whole frame.
+PsdResult MeasurePsd(const float* const* channels, int count, int64_t frames, double sampleRate,
+                     const SpectrumOptions& options);
+
 }  // namespace rec
 }  // namespace numora

@@ -10,18 +10,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 out=${1:-example-output}
 
-packages=(cmake g++ make pkg-config libcli11-dev libsndfile1-dev libplplot-dev plplot-driver-cairo)
-missing=()
-for p in "${packages[@]}"; do
-    dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    sudo=""
-    [ "$(id -u)" -ne 0 ] && sudo=sudo
-    export DEBIAN_FRONTEND=noninteractive
-    $sudo apt-get update -q
-    $sudo apt-get install -y -q "${missing[@]}"
-fi
+. scripts/packages.sh
+install_missing "${example_packages[@]}"
 
 cmake -S . -B build-example -DCMAKE_BUILD_TYPE=Release -DNUMORA_BUILD_TESTS=OFF \
       -DNUMORA_BUILD_BENCHMARKS=OFF -DNUMORA_BUILD_EXAMPLES=OFF >/dev/null

@@ -86,37 +86,10 @@ TEST(Intg, FollowsTheRuleFromRestWithTheMeanInDoubleAndTheScalesOfTheUnits)
     EXPECT_TRUE(BitEqual(ref.data(), out.data(), 64));
 }
 
-TEST(IntgContinuous, ShortBlocksGiveTheBitsOfOneLongBlockWhereIntgRestarts)
+TEST(RemoveMovingMean, EveryPathFollowsTheRuleBitForBit)
 {
-    const double scale = 9.80665 / 5014.0;
-    Block x = RandomFloats(1000, 11), whole(1000), pieces(1000);
-    double s1[4] = {}, s2[4] = {};
-    intg_continuous(whole.data(), x.data(), 1000, s1[0], s1[1], s1[2], s1[3], scale);
-    int at = 0;
-    for (int len : {1, 2, 3, 7, 500, 487}) {
-        intg_continuous(pieces.data() + at, x.data() + at, len, s2[0], s2[1], s2[2], s2[3], scale);
-        at += len;
-    }
-    EXPECT_TRUE(BitEqual(whole.data(), pieces.data(), 1000));
-    EXPECT_TRUE(BitEqual(s1, s2, 4));
-    EXPECT_EQ(static_cast<double>(x[997]), s1[3]);
-    intg(pieces.data() + 500, x.data() + 500, 500, scale, false);
-    EXPECT_NE(whole[999], pieces[999]);
-}
-
-TEST(RemoveMovingMean, OddWindowDividesByWAndEveryPathGivesThePlainLoopsBits)
-{
-    // w = 3: h = 1, windows of two samples, factor 1/3; the edges take the
-    // nearest full window.
-    const Block s = {1, 2, 3, 4, 5};
-    Block out(5);
-    RemoveMovingMean(out.data(), s.data(), 5, 3);
-    const float hand[] = {0.0f, 1.0f, static_cast<float>(3 - 5.0 / 3), static_cast<float>(4 - 7.0 / 3),
-                          static_cast<float>(5 - 7.0 / 3)};
-    EXPECT_TRUE(BitEqual(hand, out.data(), 5));
-
-    // Lanes left over at the end of the body; w = 0 and -1 have an empty
-    // window and a factor of 1/0 or -1, so every mean is NaN or -0; below
+    // Odd windows divide by w; lanes are left over at the end of the body;
+    // w = 0 and -1 have an empty window and a factor of 1/0 or -1, so every mean is NaN or -0; below
     // that dst is a copy. Spikes of +-2^40 make each window's rounding depend
     // on the order of its sum.
     Block x = RandomFloats(700, 13);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -16,31 +15,7 @@ namespace {
 
 using Floats = std::vector<float>;
 
-const double kPi = 3.14159265358979323846;
 const double kReach = 13.140625;
-
-// The kernel's defining rule at t = i / 128, in long double:
-// 0.999988 sinc(t) I0(9.014 sqrt(1 - (t/L)^2)) / I0(9.014).
-long double BesselI0(long double x)
-{
-    long double sum = 1.0L, term = 1.0L;
-    for (int k = 1; k < 60; ++k) {
-        term *= (x / 2) * (x / 2) / (static_cast<long double>(k) * k);
-        sum += term;
-    }
-    return sum;
-}
-
-long double KernelRule(int i)
-{
-    const long double t = i / 128.0L, pi = 3.141592653589793238462643383279L,
-                      reach = static_cast<long double>(kReach);
-    if (t > reach)
-        return 0.0L;
-    const long double sinc = i == 0 ? 1.0L : std::sin(pi * t) / (pi * t);
-    const long double q = t / reach;
-    return 0.999988L * sinc * BesselI0(9.014L * std::sqrt(1.0L - q * q)) / BesselI0(9.014L);
-}
 
 // One interpolated value by the definition, with Kerval term by term: samples
 // sample(i) for i = ceil(t - L) ... floor(t + L), narrowed to [first, last].
@@ -68,15 +43,10 @@ Floats ExpectedFrame(const Floats& stream, uint32_t n, float ratio, long f, uint
     return out;
 }
 
-TEST(Kernel, TableFollowsWindowedSincRuleWithPublishedRows)
+TEST(Kernel, PublishedRowsStraightLinesBetweenEntriesAndUnitSum)
 {
-    for (int i = 0; i <= 1700; ++i) {  // read at whole steps, Kerval gives the entry itself
-        const double v = Kerval(i / 128.0);
-        ASSERT_LE(std::fabs(static_cast<long double>(v) - KernelRule(i)), 1.5e-6L) << i;
-        if (i % 128 == 0 && i != 0) {
-            ASSERT_TRUE(SameBits(0.0, v)) << i;
-        }
-    }
+    // The table itself is pinned by its generator's check; read at whole
+    // steps, Kerval gives the entries, and 0 past the table.
     EXPECT_TRUE(SameBits(0.0, Kerval(1683 / 128.0)) && SameBits(0.0, Kerval(1684 / 128.0)));
     const std::pair<int, double> rows[] = {{0, 0.999988},     {1, 0.999887},     {2, 0.999581},
                                            {64, 0.632707},    {96, 0.295973},    {200, -0.188113},
@@ -100,34 +70,6 @@ TEST(Kernel, TableFollowsWindowedSincRuleWithPublishedRows)
         EXPECT_NEAR(1.0, 0.999998 * s, 2e-5) << f;
         EXPECT_TRUE(f != 0.25 || std::fabs(s - 1.000001) < 1e-9);
     }
-}
-
-TEST(InterpolateMax, FindsTruePeakOfSampledSineBetweenSamples)
-{
-    // 0.8 sin(2 pi k / 8 + 3 pi / 8) under a raised-cosine taper of 64 samples
-    // at each end, so that the block's edges add no ringing of their own. It
-    // peaks halfway between samples: 0.8 against 0.8 cos(pi/8).
-    const int n = 256;
-    auto signal = [&](double t) {
-        const double edge = std::min(t, n - 1 - t);
-        const double taper = edge >= 64 ? 1.0 : 0.5 - 0.5 * std::cos(kPi * edge / 64);
-        return 0.8 * std::sin(2 * kPi * 0.125 * t + 3 * kPi / 8) * taper;
-    };
-    Floats x(n);
-    for (int i = 0; i < n; ++i)
-        x[i] = static_cast<float>(signal(i));
-    const float largestSample = *std::max_element(x.begin(), x.end());
-    for (float ratio : {4.0f, 10.0f, 16.0f}) {
-        const double dt = static_cast<double>(1.0f / ratio);
-        double peak = 0.0;  // the analytic signal's largest value on the same grid
-        for (int j = 0; j < static_cast<int>(n / dt); ++j)
-            peak = std::max(peak, signal(j * dt));
-        const float found = InterpolateMax(ratio, x.data(), n);
-        EXPECT_NEAR(peak, found, 5e-5) << ratio;
-        EXPECT_GT(found, largestSample + 0.05f) << ratio;
-    }
-    // An infinite ratio asks for more points than an int counts: 0.
-    EXPECT_TRUE(SameBits(0.0f, InterpolateMax(std::numeric_limits<float>::infinity(), x.data(), n)));
 }
 
 TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFrameWithoutAllocating)
@@ -158,25 +100,22 @@ TEST(CInterpolator, ProducesKernelSumsOneFrameLateWithTimeBaseRestartingEachFram
     }
 }
 
-TEST(CInterpolator, OutputBufferHoldsTwoFramesDropsTheNextAndCopiesOrMovesEverything)
+TEST(CInterpolator, OutputBufferHoldsTwoFramesDropsTheNextAndCopiesEverything)
 {
     const uint32_t n = 1000, perFrame = 2559;
     Floats stream = RandomFloats(5 * static_cast<int>(n), 17);
-    CInterpolator ip, assigned, target;
+    CInterpolator ip, assigned;
     ip.Setup(n, 2.56f);
     for (uint32_t f = 0; f < 4; ++f)  // the third Add fits, the fourth is lost
         ip.Add(stream.data() + f * n);
-    // Copies and moves take the held frame and the unread results along.
-    CInterpolator source(ip);
+    // An assigned copy takes the held frame and the unread results along.
     assigned.Setup(128, 4.0f);
     assigned = ip;
     CInterpolator& same = assigned;
     assigned = same;  // self-assignment keeps everything
-    target.Setup(64, 2.0f);
-    target = std::move(source);
     Floats lost = stream;
     stream.erase(stream.begin() + 3 * n, stream.begin() + 4 * n);
-    for (CInterpolator* p : {&ip, &assigned, &target}) {
+    for (CInterpolator* p : {&ip, &assigned}) {
         // Consecutive reads give consecutive pointers.
         float* first = p->Read(100);
         EXPECT_EQ(first + 100, p->Read(2 * perFrame - 100));

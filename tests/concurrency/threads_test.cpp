@@ -12,178 +12,131 @@
 #include "tests/support/support.h"
 
 using namespace qv::math;
-using numora_test::BitEqual;
-using numora_test::RandomFloats;
+using namespace numora_test;
 
 namespace {
 
 const int kThreads = 4;
 
-// Runs job(t) for t = 0 .. kThreads - 1, each on its own thread, all released
-// together once every thread has started.
-template <class Job>
-void RunTogether(Job job)
+// The bytes of every result of one thread's job, in order.
+using Bytes = std::vector<unsigned char>;
+
+template <class... T>
+void Append(Bytes& out, const std::vector<T>&... v)
 {
+    (out.insert(out.end(), reinterpret_cast<const unsigned char*>(v.data()),
+                reinterpret_cast<const unsigned char*>(v.data() + v.size())), ...);
+}
+
+// Runs job(t, bytes) for t = 0 .. kThreads - 1, each on its own thread, all
+// released together once every thread has started; each thread's bytes must
+// equal those of the same job run alone afterwards. Threads 0 and 1 work on
+// distinct data and must differ, so the comparison can fail.
+template <class Job>
+void ExpectEachThreadGetsItsSingleThreadedBits(Job job)
+{
+    std::vector<Bytes> results(kThreads);
     std::atomic<int> started{0};
     std::vector<std::thread> pool;
     for (int t = 0; t < kThreads; ++t) {
-        pool.emplace_back([&started, &job, t] {
+        pool.emplace_back([&started, &job, &results, t] {
             started.fetch_add(1);
             while (started.load() < kThreads)
                 std::this_thread::yield();
-            job(t);
+            job(t, results[static_cast<size_t>(t)]);
         });
     }
     for (std::thread& th : pool)
         th.join();
-}
-
-std::vector<double> Widened(const std::vector<float>& x)
-{
-    return std::vector<double>(x.begin(), x.end());
+    for (int t = 0; t < kThreads; ++t) {
+        Bytes alone;
+        job(t, alone);
+        EXPECT_TRUE(alone == results[static_cast<size_t>(t)]) << "thread " << t;
+    }
+    EXPECT_FALSE(results[0] == results[1]);
 }
 
 // Forward then inverse transforms of both twins; odd threads start with the
 // double twin, so both tables are first asked for by several threads at once.
-struct TransformResult {
-    std::vector<float> f;
-    std::vector<double> d;
-};
-
-TransformResult Transforms(int t)
+void Transforms(int t, Bytes& out)
 {
-    TransformResult r{RandomFloats(1024 << (t % 3), 10u + static_cast<uint32_t>(t)), {}};
-    r.d = Widened(RandomFloats(8192 << (t % 2), 20u + static_cast<uint32_t>(t)));
-    const int nf = static_cast<int>(r.f.size());
-    const int nd = static_cast<int>(r.d.size());
+    const int nf = 1024 << (t % 3), nd = 8192 << (t % 2);
+    std::vector<float> f = RandomFloats(nf, 10u + static_cast<uint32_t>(t));
+    std::vector<double> d = RandomDoubles(nd, 20u + static_cast<uint32_t>(t));
     if (t % 2 == 1)
-        DFT_D(r.d.data(), nd, 1);
-    DFT(r.f.data(), nf, 1);
+        DFT_D(d.data(), nd, 1);
+    DFT(f.data(), nf, 1);
     if (t % 2 == 0)
-        DFT_D(r.d.data(), nd, 1);
-    DFT(r.f.data(), nf, -1);
-    DFT_D(r.d.data(), nd, -1);
-    return r;
+        DFT_D(d.data(), nd, 1);
+    DFT(f.data(), nf, -1);
+    DFT_D(d.data(), nd, -1);
+    Append(out, f, d);
 }
 
 // Window tables of every type prepared on the thread's own records.
-std::vector<float> Windows(int t)
+void Windows(int t, Bytes& out)
 {
-    std::vector<float> tables;
     for (int type = QV_WIN_HANN; type <= QV_WIN_HAMMING; ++type) {
         QV_WIND_SETUP w{};
         const int size = 1000 + 37 * t + type;
         WindowSetupCoeff(static_cast<QV_ACQFRAME_WINTYPE>(type), static_cast<QV_WINDOWSCALE>(t % 2), 3.0f, size, 0,
                          &w);
-        tables.insert(tables.end(), w.coeff, w.coeff + size);
+        Append(out, std::vector<float>(w.coeff, w.coeff + size));
         WindowReset(&w);
     }
-    return tables;
 }
 
-// Eight frames of two channels averaged through the frame chains.
-struct ChainResult {
-    std::vector<float> aps;
-    std::vector<complex> cps;
-    std::vector<double> apsD;
-};
-
-ChainResult Chains(int t)
+// Eight frames of two channels averaged through the frame chains (the cross
+// spectrum takes the first channel as the auto spectrum leaves it).
+void Chains(int t, Bytes& out)
 {
     const int n = 2048;
-    ChainResult r{std::vector<float>(n / 2), std::vector<complex>(n / 2), std::vector<double>(n / 2)};
-    QV_WIND_SETUP wind{};
-    QV_WIND_SETUP windD{};
+    std::vector<float> aps(n / 2);
+    std::vector<complex> cps(n / 2);
+    std::vector<double> apsD(n / 2);
+    QV_WIND_SETUP wind{}, windD{};
     float held = 0.0f;
     for (int frame = 1; frame <= 8; ++frame) {
         const uint32_t seed = 100u * static_cast<uint32_t>(t) + static_cast<uint32_t>(frame);
-        std::vector<float> a = RandomFloats(n, seed);
-        std::vector<float> b = RandomFloats(n, seed + 50u);
-        std::vector<double> d = Widened(a);
-        TIMtoAPS(0, a.data(), r.aps.data(), 10.0f, QV_AVG_HOLD_MAX_POWER, QV_WIN_HANN, QV_WINDOWSCALE_POWER, 0.0f, 0,
+        std::vector<float> a = RandomFloats(n, seed), b = RandomFloats(n, seed + 50u);
+        std::vector<double> d(a.begin(), a.end());
+        TIMtoAPS(0, a.data(), aps.data(), 10.0f, QV_AVG_HOLD_MAX_POWER, QV_WIN_HANN, QV_WINDOWSCALE_POWER, 0.0f, 0,
                  QV_WEIGHT_A, n, n / 2, frame, 0, 1.0f, &wind, &held);
-        a = RandomFloats(n, seed);
-        TIMtoCPS(a.data(), b.data(), r.cps.data(), 10.0f, QV_AVG_LINEAR, QV_WIN_FLATTOP, QV_WINDOWSCALE_AMPLITUDE,
+        TIMtoCPS(a.data(), b.data(), cps.data(), 10.0f, QV_AVG_LINEAR, QV_WIN_FLATTOP, QV_WINDOWSCALE_AMPLITUDE,
                  0.0f, 0, QV_WEIGHT_NONE, n, n / 2, frame, 0, 0.70710678f, &wind);
-        TIMtoAPS(1, d.data(), r.apsD.data(), 10.0, QV_AVG_EXPONENTIAL, QV_WIN_BLACKMAN, QV_WINDOWSCALE_POWER, 0.0, 0,
+        TIMtoAPS(1, d.data(), apsD.data(), 10.0, QV_AVG_EXPONENTIAL, QV_WIN_BLACKMAN, QV_WINDOWSCALE_POWER, 0.0, 0,
                  QV_WEIGHT_NONE, n, n / 2, frame, 4, 1.0, &windD, nullptr);
     }
     WindowReset(&wind);
     WindowReset(&windD);
-    return r;
+    Append(out, aps, cps, apsD);
 }
 
 // Random phases from the thread's own sequence: seeded calls, and a call that
 // continues the running sequence.
-struct PhaseResult {
-    std::vector<float> f;
-    std::vector<double> d;
-    std::vector<float> phase;
-};
-
-PhaseResult Phases(int t)
+void Phases(int t, Bytes& out)
 {
     const int n = 4096;
-    PhaseResult r{std::vector<float>(n + 2, 1.0f), std::vector<double>(n + 2, 2.0), std::vector<float>(n / 2, 0.5f)};
+    std::vector<float> f(n + 2, 1.0f), phase(n / 2, 0.5f);
+    std::vector<double> d(n + 2, 2.0);
     SRand(7u + static_cast<unsigned>(t));
-    APSAddRandomPhase(r.f.data(), n, n / 2);
-    FRQAddRandomPhase(r.d.data(), n, n / 2, 1000 + t);
-    LoadRandomPhase(r.phase.data(), n, n / 2, 2000 + t);
-    DitherRandomPhase(r.phase.data(), n, n / 2, 0, 10.0f, 0);
-    return r;
+    APSAddRandomPhase(f.data(), n, n / 2);
+    FRQAddRandomPhase(d.data(), n, n / 2, 1000 + t);
+    LoadRandomPhase(phase.data(), n, n / 2, 2000 + t);
+    DitherRandomPhase(phase.data(), n, n / 2, 0, 10.0f, 0);
+    Append(out, f, d, phase);
 }
 
 }  // namespace
 
 TEST(ThreadsOnDistinctData, FirstTransformsOfBothTwinsGiveTheSingleThreadedSpectra)
 {
-    std::vector<TransformResult> results(kThreads);
-    RunTogether([&](int t) { results[static_cast<size_t>(t)] = Transforms(t); });
-    for (int t = 0; t < kThreads; ++t) {
-        const TransformResult alone = Transforms(t);
-        const TransformResult& r = results[static_cast<size_t>(t)];
-        EXPECT_TRUE(BitEqual(alone.f.data(), r.f.data(), static_cast<int>(r.f.size()))) << "thread " << t;
-        EXPECT_TRUE(BitEqual(alone.d.data(), r.d.data(), static_cast<int>(r.d.size()))) << "thread " << t;
-    }
+    ExpectEachThreadGetsItsSingleThreadedBits(Transforms);
 }
 
-TEST(ThreadsOnDistinctData, WindowRecordsPreparedAtOnceHoldTheSingleThreadedTables)
+TEST(ThreadsOnDistinctData, WindowRecordsFrameChainsAndRandomPhasesGiveTheSingleThreadedResults)
 {
-    std::vector<std::vector<float>> results(kThreads);
-    RunTogether([&](int t) { results[static_cast<size_t>(t)] = Windows(t); });
-    for (int t = 0; t < kThreads; ++t) {
-        const std::vector<float> alone = Windows(t);
-        EXPECT_TRUE(BitEqual(alone.data(), results[static_cast<size_t>(t)].data(), static_cast<int>(alone.size())))
-            << "thread " << t;
-    }
-}
-
-TEST(ThreadsOnDistinctData, FrameChainsAverageAsOnOneThread)
-{
-    std::vector<ChainResult> results(kThreads);
-    RunTogether([&](int t) { results[static_cast<size_t>(t)] = Chains(t); });
-    for (int t = 0; t < kThreads; ++t) {
-        const ChainResult alone = Chains(t);
-        const ChainResult& r = results[static_cast<size_t>(t)];
-        EXPECT_TRUE(BitEqual(alone.aps.data(), r.aps.data(), static_cast<int>(r.aps.size()))) << "thread " << t;
-        EXPECT_TRUE(BitEqual(reinterpret_cast<const float*>(alone.cps.data()),
-                             reinterpret_cast<const float*>(r.cps.data()), 2 * static_cast<int>(r.cps.size())))
-            << "thread " << t;
-        EXPECT_TRUE(BitEqual(alone.apsD.data(), r.apsD.data(), static_cast<int>(r.apsD.size()))) << "thread " << t;
-    }
-}
-
-TEST(ThreadsOnDistinctData, RandomPhasesFollowEachThreadsOwnSequence)
-{
-    std::vector<PhaseResult> results(kThreads);
-    RunTogether([&](int t) { results[static_cast<size_t>(t)] = Phases(t); });
-    for (int t = 0; t < kThreads; ++t) {
-        const PhaseResult alone = Phases(t);
-        const PhaseResult& r = results[static_cast<size_t>(t)];
-        EXPECT_TRUE(BitEqual(alone.f.data(), r.f.data(), static_cast<int>(r.f.size()))) << "thread " << t;
-        EXPECT_TRUE(BitEqual(alone.d.data(), r.d.data(), static_cast<int>(r.d.size()))) << "thread " << t;
-        EXPECT_TRUE(BitEqual(alone.phase.data(), r.phase.data(), static_cast<int>(r.phase.size()))) << "thread " << t;
-    }
-    // Distinct seeds give distinct phases, so the comparison above can fail.
-    EXPECT_FALSE(BitEqual(results[0].phase.data(), results[1].phase.data(), static_cast<int>(results[0].phase.size())));
+    ExpectEachThreadGetsItsSingleThreadedBits(Windows);
+    ExpectEachThreadGetsItsSingleThreadedBits(Chains);
+    ExpectEachThreadGetsItsSingleThreadedBits(Phases);  // each thread's own random sequence
 }

@@ -15,13 +15,6 @@ using numora_test::SameBits;
 
 namespace {
 
-TEST(ArrayFindNearest, DirectedRulesKeepTheFirstOfEqualCandidates)
-{
-    const double twiceBelow[] = {2.0, 5.0, 2.0}, twiceAbove[] = {4.0, 1.0, 4.0};
-    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceBelow, 3, qv::ArrayFindAtOrBelow));
-    EXPECT_EQ(0, ArrayFindNearest(3.0, twiceAbove, 3, qv::ArrayFindAtOrAbove));
-}
-
 TEST(ArrayMinMax, FirstFlagStartsFreshOrCarriesOnAndEmptyOrExcludedLeavesOutputs)
 {
     // In float, 1e8 + 1 loses the 1; the double sum keeps both. The mean

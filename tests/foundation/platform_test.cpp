@@ -6,15 +6,13 @@
 
 namespace {
 
-TEST(Rand, MatchesMicrosoftRuntimeSequenceStaysIn15BitsAndReseedingRestarts)
+TEST(Rand, MatchesMicrosoftRuntimeSequenceAndReseedingRestarts)
 {
     for (int pass = 0; pass < 2; ++pass) {
         qv::math::SRand(1);
         for (int value : {41, 18467, 6334, 26500, 19169})
             EXPECT_EQ(value, qv::math::Rand());
     }
-    for (int i = 0; i < 1000; ++i)
-        ASSERT_LE(static_cast<unsigned int>(qv::math::Rand()), 32767u);
 }
 
 TEST(Rand, EachThreadStartsFromStateOne)

@@ -45,10 +45,15 @@ TEST(Frf, H1OfAKnownSystemIsItsResponseWithFullCoherence)
         ASSERT_NEAR(r.re[i], h.real(), 2e-3);
         ASSERT_NEAR(r.im[i], h.imag(), 2e-3);
         ASSERT_GT(r.coherence[i], 0.999f) << "line " << k;
+        // The cross spectrum is H times the reference's power, per line and per hertz.
+        const std::complex<double> cps(r.cps[i].re, r.cps[i].im), cpsd(r.cpsd[i].re, r.cpsd[i].im);
+        const double power = r.apsReference[i];
+        ASSERT_NEAR(std::abs(cps - h * power), 0.0, 2e-3 * power) << "line " << k;
+        ASSERT_NEAR(std::abs(cpsd * static_cast<double>(r.axis.deltaF) - cps), 0.0, 1e-6 * std::abs(cps));
     }
 }
 
-TEST(Frf, TwoRecordsGiveWhatOneRecordWithBothChannelsGives)
+TEST(Frf, TwoRecordsOrTwoArraysGiveWhatOneRecordWithBothChannelsGives)
 {
     const int frames = 20000;
     const std::vector<float> rec = SystemRecord(frames);
@@ -65,11 +70,16 @@ TEST(Frf, TwoRecordsGiveWhatOneRecordWithBothChannelsGives)
     ArraySource ref(x.data(), frames, 1, 1000.0), resp(y.data(), frames - 300, 1, 1000.0);
     const FrfResult a = MeasureFrf(both, 0, both, 1, options);
     const FrfResult b = MeasureFrf(ref, 0, resp, 0, options, {}, 777);
-    ASSERT_EQ(a.averages, b.averages);
-    const int n = a.axis.Lines();
-    EXPECT_TRUE(numora_test::BitEqual(a.re.data(), b.re.data(), n));
-    EXPECT_TRUE(numora_test::BitEqual(a.im.data(), b.im.data(), n));
-    EXPECT_TRUE(numora_test::BitEqual(a.coherence.data(), b.coherence.data(), n));
+    const FrfResult c = MeasureFrf(x.data(), y.data(), frames - 300, 1000.0, options);
+    for (const FrfResult* r : {&b, &c}) {
+        ASSERT_EQ(a.averages, r->averages);
+        const int n = a.axis.Lines();
+        EXPECT_TRUE(numora_test::BitEqual(a.re.data(), r->re.data(), n));
+        EXPECT_TRUE(numora_test::BitEqual(a.im.data(), r->im.data(), n));
+        EXPECT_TRUE(numora_test::BitEqual(a.coherence.data(), r->coherence.data(), n));
+        EXPECT_TRUE(numora_test::BitEqual(&a.cps[0].re, &r->cps[0].re, 2 * n));
+    }
+    EXPECT_THROW(MeasureFrf(x.data(), y.data(), 511, 1000.0, options), Error);
 }
 
 TEST(Frf, RefusesHoldAveragesAndRecordsOfDifferentRates)

@@ -86,4 +86,20 @@ TEST(Integrate, ASineIntegratesToItsVelocityAndDisplacementInEachUnitSet)
     EXPECT_THROW(IntegrateRecord(source, {0}, bad, sink), Error);
 }
 
+TEST(Integrate, OptionsFromAUnitTakeItsFactorAndRoundTheBlockToSamples)
+{
+    const IntegrationOptions g = AccelerationOptions("g", false, 0.5, 1001.0);
+    EXPECT_EQ(g.accelerationToSi, 9.80665);
+    EXPECT_EQ(g.blockFrames, 501);  // 500.5 rounds up
+    EXPECT_FALSE(g.english);
+    const IntegrationOptions si = AccelerationOptions("m/s\xC2\xB2", true, 1e-9, 1000.0);
+    EXPECT_EQ(si.accelerationToSi, 1.0);
+    EXPECT_EQ(si.blockFrames, 1);
+    EXPECT_TRUE(si.english);
+    EXPECT_THROW(AccelerationOptions("m/s", false, 1.0, 1000.0), Error);  // a velocity
+    EXPECT_THROW(AccelerationOptions("furlongs", false, 1.0, 1000.0), Error);
+    EXPECT_THROW(AccelerationOptions("g", false, 0.0, 1000.0), Error);
+    EXPECT_THROW(AccelerationOptions("g", false, std::nan(""), 1000.0), Error);
+}
+
 }  // namespace

@@ -101,4 +101,24 @@ TEST(Spectrum, PushAllocatesNothingHoweverLongTheRecord)
     EXPECT_EQ(averager.Averages(), (51 * 8192 - 1024) / 512 + 1);
 }
 
+TEST(Spectrum, ArraysInMemoryGiveWhatTheirRecordGives)
+{
+    const int frames = 3000, size = 256;
+    const std::vector<float> samples = numora_test::RandomFloats(2 * frames, 3);
+    const std::vector<float> a = ChannelOf(samples, 2, 0), b = ChannelOf(samples, 2, 1);
+    SpectrumOptions options;
+    options.frameSize = size;
+    ArraySource source(samples.data(), frames, 2, 1000.0);
+    const PsdResult expected = MeasurePsd(source, {0, 1}, options);
+    const float* channels[] = {a.data(), b.data()};
+    const PsdResult r = MeasurePsd(channels, 2, frames, 1000.0, options);
+    ASSERT_EQ(r.averages, expected.averages);
+    for (size_t c = 0; c < 2; ++c) {
+        EXPECT_TRUE(numora_test::BitEqual(r.aps[c].data(), expected.aps[c].data(), r.axis.Lines()));
+        EXPECT_TRUE(numora_test::BitEqual(r.psd[c].data(), expected.psd[c].data(), r.axis.Lines()));
+    }
+    EXPECT_EQ(r.channelNames, expected.channelNames);
+    EXPECT_THROW(MeasurePsd(channels, 2, size - 1, 1000.0, options), Error);
+}
+
 }  // namespace

@@ -1,6 +1,5 @@
 #include "numora/transforms/frame.h"
 
-#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -28,21 +27,6 @@ TEST(TIMtoAPS, AllocatesNothingOnceTheWindowIsPrepared)
     frame(3, n + 1);
     EXPECT_EQ(before, AllocationCount());
     WindowReset(&wind);
-}
-
-TEST(TIMtoFFT, GateClearsTailOnlyForLaterChannelUnderExponentialWindow)
-{
-    const int n = 32;
-    QV_WIND_SETUP w{};
-    // {samples kept, channel, gate}; the record gets decay 0 (all ones), not winArg.
-    for (const auto& c : std::vector<std::vector<int>>{{n, 0, 5}, {5, 1, 5}, {n, 3, n + 4}, {0, 1, -2}}) {
-        Floats ref = RandomFloats(n, 5), v = ref;
-        std::fill(ref.begin() + c[0], ref.end(), 0.0f);
-        TIMtoFFT(ref.data(), n, 1.0f);
-        TIMtoFFT(c[1], v.data(), n, 10.0f, QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, 7.5f, c[2], QV_WEIGHT_NONE, &w, 1.0f);
-        EXPECT_TRUE(BitEqual(ref.data(), v.data(), n)) << c[0] << " " << c[2];
-    }
-    WindowReset(&w);
 }
 
 TEST(FFTtoPhase, RadiansFromLineOneAndZeroForLineZeroEvenWithoutLines)

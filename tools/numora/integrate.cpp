@@ -1,11 +1,9 @@
-#include <algorithm>
 #include <memory>
 
 #include "recording/error.h"
 #include "recording/integrate.h"
 #include "recording/io/csv.h"
 #include "recording/io/open.h"
-#include "recording/units.h"
 #include "tools/numora/common.h"
 #include "tools/numora/progress.h"
 
@@ -13,18 +11,11 @@ namespace numora {
 namespace cli {
 
 int RunIntegrate(const IntegrateArgs& args) {
-    const rec::UnitMatch unit = rec::RequireUnit(args.unit);
-    if (unit.unit.type != 1 || !unit.hasRow)
-        throw rec::Error("integrate takes an acceleration, and '" + args.unit + "' is " +
-                         (unit.unit.typeName.empty() ? std::string("no unit of one") : "a unit of " + unit.unit.typeName));
-    rec::IntegrationOptions options;
-    options.accelerationToSi = unit.unit.factor;
-    options.english = args.english;
-    if (!(args.blockSeconds > 0.0)) throw rec::Error("the block of " + Num(args.blockSeconds) + " s is not positive");
     std::unique_ptr<rec::BlockSource> source = rec::OpenRecording(args.recording.path, args.recording.rate);
     const rec::RecordInfo& info = source->Info();
     const std::vector<int> channels = ParseChannels(args.channels, info);
-    options.blockFrames = std::max(1, static_cast<int>(args.blockSeconds * info.sampleRate + 0.5));
+    const rec::IntegrationOptions options =
+        rec::AccelerationOptions(args.unit, args.english, args.blockSeconds, info.sampleRate);
     std::vector<std::string> names;
     for (int c : channels) {
         names.push_back(info.channelNames[static_cast<size_t>(c)] + "_velocity");
