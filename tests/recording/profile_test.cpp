@@ -106,8 +106,7 @@ TEST(Profile, CheckFindsTheWorstLineAndCountsLinesBeyondTheLimits)
     EXPECT_NEAR(check.referenceRms, std::sqrt(31 * 0.04 * 10.0), 1e-5);
     EXPECT_NEAR(check.measuredRms, std::sqrt(29 * 0.6 + 1.8 + 0.16), 1e-5);  // 4.4
 
-    const ProfileTable above = Table({{2000, 1.0}, {3000, 1.0}});
-    EXPECT_THROW(CompareWithProfile(r, 0, above), Error);
+    EXPECT_THROW(CompareWithProfile(r, 0, Table({{2000, 1.0}, {3000, 1.0}})), Error);  // beyond the lines
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ private:
     int calls_ = 0;
 };
 
-TEST(ChannelReader, BlocksHoldTheChosenChannelsScaledWhateverPiecesTheSourceDelivers)
+TEST(ChannelReader, BlocksHoldTheChosenChannelsScaledWhateverPiecesTheSourceDeliversAndNoOtherChannels)
 {
     const int frames = 1000, channels = 3;
     const std::vector<float> samples = numora_test::RandomFloats(frames * channels, 7);
@@ -50,6 +50,10 @@ TEST(ChannelReader, BlocksHoldTheChosenChannelsScaledWhateverPiecesTheSourceDeli
         }
     }
     EXPECT_EQ(reader.FramesRead(), frames);
+    EXPECT_EQ(numora_test::Refusal([&] { ChannelReader bad(inner, {0, 3}, 8); }),
+              "array: there is no channel index 3: the record has 3 channels");
+    EXPECT_THROW(ArraySource(samples.data(), frames, channels, 0.0), Error);
+    EXPECT_THROW(ArraySource(samples.data(), frames, 0, 100.0), Error);
 }
 
 TEST(ChannelReader, NamesTheFirstSampleThatIsNotFiniteInTheChosenChannelsOnly)
@@ -67,16 +71,6 @@ TEST(ChannelReader, NamesTheFirstSampleThatIsNotFiniteInTheChosenChannelsOnly)
         ChannelReader reader(source, {channel}, 512);
         EXPECT_EQ(numora_test::Refusal([&] { while (reader.Next()) {} }), message);
     }
-}
-
-TEST(ChannelReader, RefusesChannelsTheRecordLacks)
-{
-    const std::vector<float> samples{1.0f, 2.0f, 3.0f, 4.0f};
-    ArraySource source(samples.data(), 2, 2, 10.0, "rec");
-    EXPECT_EQ(numora_test::Refusal([&] { ChannelReader bad(source, {0, 2}, 8); }),
-              "rec: there is no channel index 2: the record has 2 channels");
-    EXPECT_THROW(ArraySource(samples.data(), 2, 2, 0.0), Error);
-    EXPECT_THROW(ArraySource(samples.data(), 2, 0, 10.0), Error);
 }
 
 TEST(Framing, FrameSizesAndOverlapsOutsideTheTransformAreRefused)
