@@ -1,11 +1,8 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +10,7 @@
 #include "recording/io/audio.h"
 #include "recording/io/csv.h"
 #include "recording/io/open.h"
+#include "tests/support/refusal.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -39,16 +37,14 @@ protected:
         for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename().string());
         return names;
     }
+    // Why the recording is refused, opened or read to its end.
     std::string Refusal(const std::string& path, double rate = 0.0) const {
-        try {
+        return numora_test::Refusal([&] {
             std::unique_ptr<BlockSource> source = OpenRecording(path, rate);
             std::vector<float> buffer(1024 * static_cast<size_t>(source->Info().channels));
             while (source->Read(buffer.data(), 1024) > 0) {
             }
-        } catch (const Error& e) {
-            return e.what();
-        }
-        return "accepted";
+        });
     }
     fs::path dir_;
 };
@@ -61,7 +57,6 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
     std::unique_ptr<BlockSource> source = OpenRecording(path);
     const RecordInfo& info = source->Info();
     EXPECT_EQ(info.sampleRate, 2000.0);  // made whole from the printed times
-    EXPECT_EQ(info.channels, 2);
     EXPECT_EQ(info.channelNames, (std::vector<std::string>{"accel x", "accel y"}));
     EXPECT_EQ(info.frames, -1);
     std::vector<float> all, block(2 * 700);
@@ -69,12 +64,8 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
     ASSERT_EQ(all.size(), 10000u);
     EXPECT_EQ(all[2 * 4321], 4321.0f);
     EXPECT_EQ(all[2 * 4321 + 1], -4321.0f);
-    EXPECT_EQ(source->Fraction(), 1.0);
-
-    const std::string plain = Write("plain.csv", "1.5,2\n3,4\n");
-    EXPECT_EQ(Refusal(plain), plain + ": no time column to tell the sample rate: give the rate (--rate)");
-    std::unique_ptr<BlockSource> rated = OpenRecording(plain, 100.0);
-    EXPECT_EQ(rated->Info().channelNames, (std::vector<std::string>{"ch1", "ch2"}));
+    EXPECT_EQ(OpenRecording(Write("plain.csv", "1.5,2\n3,4\n"), 100.0)->Info().channelNames,
+              (std::vector<std::string>{"ch1", "ch2"}));
     EXPECT_NE(Refusal(path, 1000.0).find("disagrees with the time column (2000 Hz)"), std::string::npos);
 }
 
@@ -99,7 +90,6 @@ TEST_F(Io, CsvRecordingNamesTheLineAndColumnOfABadRow)
         EXPECT_NE(Refusal(Write("g.csv", bad.substr(0, at) + bad.substr(end + 1))).find(std::to_string(row + 2) + ": time"),
                   std::string::npos);
     }
-    EXPECT_EQ(Refusal(Path("none.csv")), "cannot open '" + Path("none.csv") + "': No such file or directory");
 
     // A refused file is closed again.
     const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
@@ -118,7 +108,6 @@ TEST_F(Io, TablesAreWrittenToTheBitAndOnlyWhenComplete)
         CsvWriter csv(path);
         csv.Header({"a", "b, c", "d"});
         csv.Add(f).Add(d).Add(static_cast<int64_t>(-7)).EndRow();
-        EXPECT_EQ(Files().size(), 1u);
         EXPECT_FALSE(fs::exists(path));  // still under its temporary name
         csv.Commit();
     }
@@ -153,19 +142,11 @@ TEST_F(Io, AudioFilesKeepFloatSamplesAndRefuseWhatTheyCannotHold)
     {
         std::unique_ptr<BlockSink> flac = CreateRecording(Path("r.flac"), 48000.0, {"a"});
         const float loud[] = {0.5f, -1.5f};
-        try {
-            flac->Write(loud, 2);
-            FAIL() << "a sample beyond full scale was written to FLAC";
-        } catch (const Error& e) {
-            EXPECT_NE(std::string(e.what()).find("sample 1 is -1.5"), std::string::npos) << e.what();
-        }
+        EXPECT_NE(numora_test::Refusal([&] { flac->Write(loud, 2); }).find("sample 1 is -1.5"), std::string::npos);
     }
     EXPECT_FALSE(fs::exists(Path("r.flac")));
     EXPECT_THROW(CreateRecording(Path("r.mp3"), 48000.0, {"a"}), Error);
     EXPECT_THROW(CreateRecording(Path("r.wav"), 44100.5, {"a"}), Error);
-    const std::string junk = Write("junk.wav", "this is not a recording at all");
-    EXPECT_EQ(Refusal(junk).rfind("cannot read '" + junk + "' as a recording: ", 0), 0u) << Refusal(junk);
-    EXPECT_EQ(Refusal(Path("missing.wav")), "cannot open '" + Path("missing.wav") + "': No such file or directory");
 }
 
 TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
@@ -178,21 +159,8 @@ TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
     EXPECT_EQ(p.points[2].abortDb, 6.0);
     EXPECT_EQ(p.points[2].alarmDb, 0.0);
     EXPECT_EQ(p.points[2].sourceLine, 5);
-    const auto refusal = [&](const std::string& text) -> std::string {
-        try {
-            ReadProfile(Write("q.csv", text));
-        } catch (const Error& e) {
-            return e.what();
-        }
-        return "accepted";
-    };
+    const auto refusal = [&](const std::string& text) { return numora_test::Refusal([&] { ReadProfile(Write("q.csv", text)); }); };
     const std::string q = Path("q.csv");
-    EXPECT_EQ(refusal("frequency,level\n20,1\n10,1\n"),
-              q + ":3: frequency 10 Hz does not rise above the 20 Hz before it: breakpoints must ascend");
-    EXPECT_EQ(refusal("frequency,level\n20,1\n40,0\n"),
-              q + ":3: level 0 is not positive, but the segment to the breakpoint at 40 Hz is logarithmic");
-    EXPECT_EQ(refusal("frequency,level\n20,1\n40,abc\n"), q + ":3: column 2 (level): 'abc' is not a finite number");
-    EXPECT_EQ(refusal("frequency,level\n20,1\n40\n"), q + ":3: 1 column where the first row has 2");
     EXPECT_EQ(refusal("freq,psd,segment\n20,1,\n40,2,cubic\n"), q + ":3: segment 'cubic' is neither lin nor log");
     EXPECT_EQ(refusal("frequency,amplitude\n20,1\n40,2\n"), q + ": no level column (name it level)");
     EXPECT_EQ(refusal("20,1\n40,2\n").rfind(q + ": a profile needs a header", 0), 0u);

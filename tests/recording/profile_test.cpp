@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "recording/error.h"
+#include "tests/support/refusal.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -13,27 +14,17 @@ namespace {
 using namespace numora::rec;
 
 ProfileTable Table(std::vector<ProfilePoint> points) {
-    ProfileTable t;
-    t.name = "p.csv";
-    t.points = std::move(points);
-    return t;
+    return ProfileTable{"p.csv", std::move(points)};
 }
 
 std::string Refusal(const ProfileTable& t) {
-    try {
-        t.Validate();
-    } catch (const Error& e) {
-        return e.what();
-    }
-    return "accepted";
+    return numora_test::Refusal([&] { t.Validate(); });
 }
 
 TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
 {
     ProfileTable t = Table({{20, 0.01, 3, 6, Segment::Log, 2}, {80, 0.04, 3, 6, Segment::Log, 3}, {50, 0.04, 3, 6, Segment::Log, 4}});
     EXPECT_EQ(Refusal(t), "p.csv:4: frequency 50 Hz does not rise above the 80 Hz before it: breakpoints must ascend");
-    t.points[2].frequency = 80;
-    EXPECT_NE(Refusal(t).find("does not rise"), std::string::npos);
     t.points[2].frequency = 100;
     t.points[2].level = 0.0;
     EXPECT_EQ(Refusal(t), "p.csv:4: level 0 is not positive, but the segment to the breakpoint at 100 Hz is logarithmic");
@@ -45,8 +36,6 @@ TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
     t.points[1].level = -1.0;
     EXPECT_NE(Refusal(t).find("level -1 is not a level of 0 or above"), std::string::npos);
     t.points[1].level = 0.04;
-    t.points[1].abortDb = -3.0;
-    EXPECT_NE(Refusal(t).find("abort limit -3 dB"), std::string::npos);
     t.points[1].abortDb = 101.0;
     EXPECT_NE(Refusal(t).find("abort limit 101 dB is not from 0 to 100 dB"), std::string::npos);
     t.points[1].abortDb = 6.0;
@@ -90,11 +79,8 @@ TEST(Profile, LevelsFollowTheSegmentsAndLimitsTheUpperBreakpoint)
         EXPECT_NEAR(c.alarmHigh[i] / c.level[i], std::pow(10.0, alarm / 10.0), 1e-5) << k;
         const double level = static_cast<double>(c.level[i]);
         EXPECT_NEAR(static_cast<double>(c.alarmLow[i]) * static_cast<double>(c.alarmHigh[i]), level * level, 1e-6 * level * level);
-        if (k < 40) {
-            EXPECT_EQ(c.abortHigh[i], 0.0f) << k;  // 0 dB switches the limit off
-        } else {
-            EXPECT_NEAR(c.abortHigh[i] / c.level[i], std::pow(10.0, 0.6), 1e-5) << k;
-        }
+        const double abort = k < 40 ? 0.0 : std::pow(10.0, 0.6);  // 0 dB switches the limit off
+        EXPECT_NEAR(c.abortHigh[i] / c.level[i], abort, 1e-5) << k;
     }
 }
 
@@ -103,7 +89,6 @@ TEST(Profile, CheckFindsTheWorstLineAndCountsLinesBeyondTheLimits)
     const ProfileTable t = Table({{100, 0.04, 3, 6}, {400, 0.04, 3, 6}});
     PsdResult r;
     r.axis = MakeFrequencyAxis(2560.0, 256, false);  // lines every 10 Hz up to line 100
-    const ProfileCurves c = EvaluateProfile(t, r.axis);
     std::vector<float> psd(static_cast<size_t>(r.axis.Lines()), 1.0f);
     for (int k = 10; k <= 40; ++k) psd[static_cast<size_t>(k)] = 0.06f;  // +1.76 dB
     psd[25] = 0.04f * 4.5f;                                            // +6.53 dB at 250 Hz
@@ -119,13 +104,9 @@ TEST(Profile, CheckFindsTheWorstLineAndCountsLinesBeyondTheLimits)
     EXPECT_EQ(check.beyondAlarm, 2);
     EXPECT_EQ(check.beyondAbort, 1);
     EXPECT_NEAR(check.referenceRms, std::sqrt(31 * 0.04 * 10.0), 1e-5);
-    double power = 0.0;
-    for (int k = 10; k <= 40; ++k) power += static_cast<double>(aps[static_cast<size_t>(k)]);
-    EXPECT_NEAR(check.measuredRms, std::sqrt(power), 1e-9);
-    EXPECT_EQ(c.inside.size(), psd.size());
+    EXPECT_NEAR(check.measuredRms, std::sqrt(29 * 0.6 + 1.8 + 0.16), 1e-5);  // 4.4
 
-    const ProfileTable above = Table({{2000, 1.0}, {3000, 1.0}});
-    EXPECT_THROW(CompareWithProfile(r, 0, above), Error);
+    EXPECT_THROW(CompareWithProfile(r, 0, Table({{2000, 1.0}, {3000, 1.0}})), Error);  // beyond the lines
 }
 
 }  // namespace

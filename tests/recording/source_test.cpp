@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "recording/error.h"
 #include "recording/framing.h"
+#include "tests/support/refusal.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -31,114 +33,53 @@ private:
     int calls_ = 0;
 };
 
-std::string MessageOf(ChannelReader& reader) {
-    try {
-        while (reader.Next()) {
-        }
-    } catch (const Error& e) {
-        return e.what();
-    }
-    return "no error";
-}
-
-TEST(ChannelReader, BlocksHoldTheChosenChannelsWhateverPiecesTheSourceDelivers)
+TEST(ChannelReader, BlocksHoldTheChosenChannelsScaledWhateverPiecesTheSourceDeliversAndNoOtherChannels)
 {
     const int frames = 1000, channels = 3;
     const std::vector<float> samples = numora_test::RandomFloats(frames * channels, 7);
-    ArraySource whole(samples.data(), frames, channels, 100.0);
     ArraySource inner(samples.data(), frames, channels, 100.0);
     TricklingSource trickle(inner);
-    ChannelReader a(whole, {2, 0}, 64);
-    ChannelReader b(trickle, {2, 0}, 64);
+    ChannelReader reader(trickle, {2, 0}, 64, 2.5f);
     int64_t start = 0;
-    while (true) {
-        const int n = a.Next();
-        ASSERT_EQ(n, b.Next());
-        if (n == 0) break;
+    for (int n; (n = reader.Next()) > 0; start += n) {
         EXPECT_EQ(n, std::min<int64_t>(64, frames - start));
         for (int f = 0; f < n; ++f) {
-            ASSERT_EQ(a.Channel(0)[f], samples[static_cast<size_t>((start + f) * channels + 2)]);
-            ASSERT_EQ(a.Channel(1)[f], samples[static_cast<size_t>((start + f) * channels + 0)]);
+            const size_t at = static_cast<size_t>((start + f) * channels);
+            ASSERT_EQ(reader.Channel(0)[f], samples[at + 2] * 2.5f) << start + f;
+            ASSERT_EQ(reader.Channel(1)[f], samples[at] * 2.5f) << start + f;
         }
-        EXPECT_TRUE(numora_test::BitEqual(a.Channel(0), b.Channel(0), n));
-        EXPECT_TRUE(numora_test::BitEqual(a.Channel(1), b.Channel(1), n));
-        start += n;
     }
-    EXPECT_EQ(a.FramesRead(), frames);
+    EXPECT_EQ(reader.FramesRead(), frames);
+    EXPECT_EQ(numora_test::Refusal([&] { ChannelReader bad(inner, {0, 3}, 8); }),
+              "array: there is no channel index 3: the record has 3 channels");
+    EXPECT_THROW(ArraySource(samples.data(), frames, channels, 0.0), Error);
+    EXPECT_THROW(ArraySource(samples.data(), frames, 0, 100.0), Error);
 }
 
-TEST(ChannelReader, NamesTheFirstSampleThatIsNotFinite)
+TEST(ChannelReader, NamesTheFirstSampleThatIsNotFiniteInTheChosenChannelsOnly)
 {
-    std::vector<float> samples(2 * 5000, 0.5f);
-    samples[2 * 1234 + 1] = std::numeric_limits<float>::quiet_NaN();
-    samples[2 * 4000 + 1] = std::numeric_limits<float>::infinity();
-    samples[2 * 3000 + 0] = -std::numeric_limits<float>::infinity();
-    {
-        ArraySource source(samples.data(), 5000, 2, 10000.0, "rec.wav");
-        ChannelReader reader(source, {1}, 512);
-        EXPECT_EQ(MessageOf(reader), "rec.wav: ch2 holds NaN at sample 1234 (0.1234 s)");
+    std::vector<float> samples(3 * 5000, 0.5f);
+    samples[3 * 1234 + 1] = std::numeric_limits<float>::quiet_NaN();
+    samples[3 * 4000 + 1] = std::numeric_limits<float>::infinity();
+    samples[3 * 3000 + 0] = -std::numeric_limits<float>::infinity();
+    samples[3 * 4000 + 2] = std::numeric_limits<float>::infinity();
+    const std::pair<int, const char*> cases[] = {{1, "rec.wav: ch2 holds NaN at sample 1234 (0.1234 s)"},
+                                                 {0, "rec.wav: ch1 holds -infinity at sample 3000 (0.3 s)"},
+                                                 {2, "rec.wav: ch3 holds +infinity at sample 4000 (0.4 s)"}};
+    for (const auto& [channel, message] : cases) {
+        ArraySource source(samples.data(), 5000, 3, 10000.0, "rec.wav");
+        ChannelReader reader(source, {channel}, 512);
+        EXPECT_EQ(numora_test::Refusal([&] { while (reader.Next()) {} }), message);
     }
-    {
-        ArraySource source(samples.data(), 5000, 2, 10000.0, "rec.wav");
-        ChannelReader reader(source, {0}, 512);
-        EXPECT_EQ(MessageOf(reader), "rec.wav: ch1 holds -infinity at sample 3000 (0.3 s)");
-    }
-    samples[2 * 1234 + 1] = 0.0f;
-    ArraySource source(samples.data(), 5000, 2, 10000.0, "rec.wav");
-    ChannelReader reader(source, {1}, 512);
-    EXPECT_EQ(MessageOf(reader), "rec.wav: ch2 holds +infinity at sample 4000 (0.4 s)");
-}
-
-TEST(ChannelReader, ScalesSamplesAndRefusesChannelsTheRecordLacks)
-{
-    const std::vector<float> samples{1.0f, 2.0f, 3.0f, 4.0f};
-    ArraySource source(samples.data(), 2, 2, 10.0, "rec");
-    ChannelReader reader(source, {1}, 8, 2.5f);
-    ASSERT_EQ(reader.Next(), 2);
-    EXPECT_EQ(reader.Channel(0)[0], 5.0f);
-    EXPECT_EQ(reader.Channel(0)[1], 10.0f);
-    EXPECT_EQ(reader.Next(), 0);
-    try {
-        ChannelReader bad(source, {0, 2}, 8);
-        FAIL() << "channel index 2 of 2 accepted";
-    } catch (const Error& e) {
-        EXPECT_EQ(std::string(e.what()), "rec: there is no channel index 2: the record has 2 channels");
-    }
-    EXPECT_THROW(ArraySource(samples.data(), 2, 2, 0.0), Error);
-    EXPECT_THROW(ArraySource(samples.data(), 2, 0, 10.0), Error);
-}
-
-TEST(Framing, EveryWholeFrameComesOnceInOrderWhateverTheBlocks)
-{
-    const int frames = 1000, size = 64, hop = numora::rec::HopSamples(size, 25.0);
-    ASSERT_EQ(hop, 48);
-    const std::vector<float> a = numora_test::RandomFloats(frames, 1), b = numora_test::RandomFloats(frames, 2);
-    int64_t seen = 0;
-    Framer framer(2, size, hop, [&](const float* const* frame) {
-        for (int i = 0; i < size; ++i) {
-            ASSERT_EQ(frame[0][i], a[static_cast<size_t>(seen * hop + i)]) << "frame " << seen;
-            ASSERT_EQ(frame[1][i], b[static_cast<size_t>(seen * hop + i)]) << "frame " << seen;
-        }
-        ++seen;
-    });
-    for (int start = 0, step = 1; start < frames; start += step, step = step * 3 % 101 + 1) {
-        const int n = std::min(step, frames - start);
-        const float* data[2] = {a.data() + start, b.data() + start};
-        framer.Push(data, n);
-    }
-    EXPECT_EQ(seen, numora::rec::FrameCount(frames, size, hop));
-    EXPECT_EQ(seen, (frames - size) / hop + 1);
-    EXPECT_EQ(framer.FramesEmitted(), seen);
 }
 
 TEST(Framing, FrameSizesAndOverlapsOutsideTheTransformAreRefused)
 {
-    EXPECT_EQ(numora::rec::HopSamples(4096, 50.0), 2048);
     EXPECT_EQ(numora::rec::HopSamples(4096, 0.0), 4096);
     for (double overlap : {-1.0, 100.0, std::numeric_limits<double>::quiet_NaN()})
         EXPECT_THROW(numora::rec::HopSamples(4096, overlap), Error) << overlap;
     EXPECT_THROW(numora::rec::HopSamples(4, 99.0), Error);  // no hop left
-    for (int size : {4, 8, 4096, 32768}) EXPECT_NO_THROW(numora::rec::CheckFrameSize(size)) << size;
+    for (int size : {4, 32768}) EXPECT_NO_THROW(numora::rec::CheckFrameSize(size)) << size;
     for (int size : {0, 2, 1000, 4097, 65536}) EXPECT_THROW(numora::rec::CheckFrameSize(size), Error) << size;
     EXPECT_EQ(numora::rec::FrameCount(63, 64, 48), 0);
     EXPECT_THROW(Framer(1, 64, 65, [](const float* const*) {}), Error);
