@@ -12,7 +12,8 @@ namespace {
 using namespace numora::rec;
 
 // 0.04 from 100 to 1000 Hz, with alarm and abort limits.
-ProfileTable Flat() {
+ProfileTable Flat()
+{
     return ProfileTable{"flat.csv", {{100.0, 0.04, 3.0, 6.0}, {1000.0, 0.04, 3.0, 6.0}}};
 }
 
@@ -26,10 +27,11 @@ TEST(Drive, MeetsTheProfileInLevelAndAtEveryLine)
     ASSERT_TRUE(sink.Finished());
     EXPECT_EQ(r.frames, 20 * 8192);
     EXPECT_EQ(sink.Frames(), r.frames);
-    EXPECT_EQ(r.bands, 4);  // octaves from 104 Hz: 104, 208, 416, 832 Hz
+    EXPECT_EQ(r.bands, 4);                                        // octaves from 104 Hz: 104, 208, 416, 832 Hz
     EXPECT_NEAR(r.targetRms, std::sqrt(0.04 * 113 * 8.0), 1e-4);  // lines 13 to 125, 8 Hz apart
     double square = 0.0;
-    for (float v : sink.Samples()) square += static_cast<double>(v) * static_cast<double>(v);
+    for (float v : sink.Samples())
+        square += static_cast<double>(v) * static_cast<double>(v);
     EXPECT_NEAR(std::sqrt(square / static_cast<double>(r.frames)), r.targetRms, 0.02 * r.targetRms);
     // The window spreads each line over its neighbours, so the lines at the
     // profile's edges read about 1.3 dB low; inside, every line is close.

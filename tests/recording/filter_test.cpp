@@ -15,7 +15,8 @@ using namespace numora::rec;
 using qv::math::CSectionFilter;
 using qv::math::CTimeFilter;
 
-FilterDesign Design(CTimeFilter::Shape shape, int order, float f1, float f2, bool direct) {
+FilterDesign Design(CTimeFilter::Shape shape, int order, float f1, float f2, bool direct)
+{
     FilterDesign d;
     d.shape = shape;
     d.order = order;
@@ -48,7 +49,8 @@ TEST(Filter, ARecordFilteredBlockByBlockEqualsTheWholeRecordAtOnce)
                 f.Apply(x.data(), frames);
             } else {
                 CSectionFilter f;
-                ASSERT_EQ(f.Initialize(2000.0f, 5000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 3), 0);
+                ASSERT_EQ(f.Initialize(2000.0f, 5000.0f, 51200.0f, CTimeFilter::Butterworth, CTimeFilter::BandPass, 3),
+                          0);
                 f.Apply(x.data(), frames);
             }
             ASSERT_TRUE(numora_test::BitEqual(x.data(), y.data(), frames)) << "direct " << direct << ", channel " << c;
@@ -63,7 +65,8 @@ TEST(Filter, ResponsesMeetTheButterworthCornerInEitherFormAndASineThroughTheFilt
     const RecordFilter direct(Design(CTimeFilter::LowPass, 4, 1000.0f, 0.0f, true), rate, 1);
     EXPECT_NEAR(sections.Response(1000.0).gain, std::sqrt(0.5), 1e-3);  // -3 dB at the corner
     std::vector<float> x(51200);
-    for (size_t i = 0; i < x.size(); ++i) x[i] = static_cast<float>(std::sin(6.283185307179586 * 1000.0 * static_cast<double>(i) / rate));
+    for (size_t i = 0; i < x.size(); ++i)
+        x[i] = static_cast<float>(std::sin(6.283185307179586 * 1000.0 * static_cast<double>(i) / rate));
     float* data[1] = {x.data()};
     sections.Process(data, 51200);
     EXPECT_NEAR(*std::max_element(x.begin() + 25600, x.end()), sections.Response(1000.0).gain, 2e-3);
@@ -81,11 +84,14 @@ TEST(Filter, ResponsesMeetTheButterworthCornerInEitherFormAndASineThroughTheFilt
 TEST(Filter, RefusesDesignsItCannotRun)
 {
     const double rate = 51200.0;
-    const auto refusal = [&](const FilterDesign& d) { return numora_test::Refusal([&] { RecordFilter f(d, rate, 1); }); };
+    const auto refusal = [&](const FilterDesign& d) {
+        return numora_test::Refusal([&] { RecordFilter f(d, rate, 1); });
+    };
     EXPECT_EQ(refusal(Design(CTimeFilter::LowPass, 11, 1000.0f, 0.0f, false)), "filter order 11 is not from 1 to 10");
     EXPECT_EQ(refusal(Design(CTimeFilter::LowPass, 4, 25600.0f, 0.0f, false)),
               "the corner 25600 Hz is not between 0 and half the sample rate (25600 Hz)");
-    EXPECT_NE(refusal(Design(CTimeFilter::BandPass, 4, 1000.0f, 0.0f, false)).find("upper band edge 0 Hz"), std::string::npos);
+    EXPECT_NE(refusal(Design(CTimeFilter::BandPass, 4, 1000.0f, 0.0f, false)).find("upper band edge 0 Hz"),
+              std::string::npos);
     FilterDesign ripple = Design(CTimeFilter::LowPass, 4, 1000.0f, 0.0f, false);
     ripple.type = CTimeFilter::Chebyshev;
     ripple.rippleDb = 0.5f;

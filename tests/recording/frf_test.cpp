@@ -13,13 +13,15 @@ using namespace numora::rec;
 
 // Reference white noise in channel 0, and in channel 1 the response of the
 // system y[n] = 0.5 x[n] + 0.25 x[n-1], whose response is 0.5 + 0.25 e^-jw.
-std::vector<float> SystemRecord(int frames) {
+std::vector<float> SystemRecord(int frames)
+{
     const std::vector<float> x = numora_test::RandomFloats(frames, 5);
     std::vector<float> rec(static_cast<size_t>(2 * frames));
     for (int n = 0; n < frames; ++n) {
         const double previous = n > 0 ? static_cast<double>(x[static_cast<size_t>(n - 1)]) : 0.0;
         rec[static_cast<size_t>(2 * n)] = x[static_cast<size_t>(n)];
-        rec[static_cast<size_t>(2 * n + 1)] = static_cast<float>(0.5 * static_cast<double>(x[static_cast<size_t>(n)]) + 0.25 * previous);
+        rec[static_cast<size_t>(2 * n + 1)] =
+            static_cast<float>(0.5 * static_cast<double>(x[static_cast<size_t>(n)]) + 0.25 * previous);
     }
     return rec;
 }
@@ -46,8 +48,9 @@ TEST(Frf, H1OfAKnownSystemIsItsResponseWithFullCoherence)
         ASSERT_NEAR(r.im[i], h.imag(), 2e-3);
         ASSERT_GT(r.coherence[i], 0.999f) << "line " << k;
         // The cross spectrum is H times the reference's power, per line and per hertz.
-        const std::complex<double> cps(r.cps[i].re, r.cps[i].im), cpsd(r.cpsd[i].re, r.cpsd[i].im);
-        const double power = r.apsReference[i];
+        const std::complex<double> cps(static_cast<double>(r.cps[i].re), static_cast<double>(r.cps[i].im));
+        const std::complex<double> cpsd(static_cast<double>(r.cpsd[i].re), static_cast<double>(r.cpsd[i].im));
+        const double power = static_cast<double>(r.apsReference[i]);
         ASSERT_NEAR(std::abs(cps - h * power), 0.0, 2e-3 * power) << "line " << k;
         ASSERT_NEAR(std::abs(cpsd * static_cast<double>(r.axis.deltaF) - cps), 0.0, 1e-6 * std::abs(cps));
     }

@@ -34,7 +34,8 @@ TEST(Integrate, ARecordIsTheLibrarysRunBlockByBlockWithAShortLastBlockJoined)
         std::vector<float> accel(1030), vel(1030), disp(1030), scratch(1030);
         for (int start = 0; start < frames;) {
             const int n = start == 9000 ? 1030 : 1000;
-            for (int i = 0; i < n; ++i) accel[static_cast<size_t>(i)] = rec[static_cast<size_t>(2 * (start + i) + 1 - c)];
+            for (int i = 0; i < n; ++i)
+                accel[static_cast<size_t>(i)] = rec[static_cast<size_t>(2 * (start + i) + 1 - c)];
             run.accel = accel.data();
             run.vel = vel.data();
             run.disp = disp.data();
@@ -42,8 +43,10 @@ TEST(Integrate, ARecordIsTheLibrarysRunBlockByBlockWithAShortLastBlockJoined)
             run.count = n;
             qv::math::ScanUnitLimits(run);
             for (int i = 0; i < n; ++i) {
-                ASSERT_EQ(vel[static_cast<size_t>(i)], sink.Samples()[static_cast<size_t>(4 * (start + i) + 2 * c)]) << start + i;
-                ASSERT_EQ(disp[static_cast<size_t>(i)], sink.Samples()[static_cast<size_t>(4 * (start + i) + 2 * c + 1)]);
+                ASSERT_EQ(vel[static_cast<size_t>(i)], sink.Samples()[static_cast<size_t>(4 * (start + i) + 2 * c)])
+                    << start + i;
+                ASSERT_EQ(disp[static_cast<size_t>(i)],
+                          sink.Samples()[static_cast<size_t>(4 * (start + i) + 2 * c + 1)]);
             }
             start += n;
         }
@@ -58,14 +61,15 @@ TEST(Integrate, ASineIntegratesToItsVelocityAndDisplacementInEachUnitSet)
     const double rate = 10240.0, f = 40.0, a = 2.0;  // 2 (unit) at 40 Hz
     const int frames = 10240 * 4;
     std::vector<float> x(static_cast<size_t>(frames));
-    for (int i = 0; i < frames; ++i) x[static_cast<size_t>(i)] = static_cast<float>(a * std::sin(6.283185307179586 * f * i / rate));
+    for (int i = 0; i < frames; ++i)
+        x[static_cast<size_t>(i)] = static_cast<float>(a * std::sin(6.283185307179586 * f * i / rate));
     const double w = 6.283185307179586 * f;
     struct Case {
         double toSi;
         bool english;
-        double velocity, displacement;  // expected peaks
-    } cases[] = {{9.80665, false, a * 9.80665 / w, a * 9.80665 / (w * w) * 1000.0},          // g: m/s, mm
-                 {1.0, false, a / w, a / (w * w) * 1000.0},                                 // m/s²
+        double velocity, displacement;                                                        // expected peaks
+    } cases[] = {{9.80665, false, a * 9.80665 / w, a * 9.80665 / (w * w) * 1000.0},           // g: m/s, mm
+                 {1.0, false, a / w, a / (w * w) * 1000.0},                                   // m/s²
                  {9.80665, true, a * 386.088582283355 / w, a * 386.088582283355 / (w * w)}};  // g: in/s, in
     for (const Case& c : cases) {
         ArraySource source(x.data(), frames, 1, rate);

@@ -20,25 +20,30 @@ namespace fs = std::filesystem;
 
 class Io : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         dir_ = fs::temp_directory_path() / ("numora_io_" + std::to_string(getpid()) + "_" +
                                             ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::create_directories(dir_);
     }
     void TearDown() override { fs::remove_all(dir_); }
     std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    std::string Write(const std::string& name, const std::string& text) const {
+    std::string Write(const std::string& name, const std::string& text) const
+    {
         std::ofstream(Path(name), std::ios::binary) << text;
         return Path(name);
     }
     // Names in the folder: what a failed write must not leave behind.
-    std::vector<std::string> Files() const {
+    std::vector<std::string> Files() const
+    {
         std::vector<std::string> names;
-        for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename().string());
+        for (const auto& e : fs::directory_iterator(dir_))
+            names.push_back(e.path().filename().string());
         return names;
     }
     // Why the recording is refused, opened or read to its end.
-    std::string Refusal(const std::string& path, double rate = 0.0) const {
+    std::string Refusal(const std::string& path, double rate = 0.0) const
+    {
         return numora_test::Refusal([&] {
             std::unique_ptr<BlockSource> source = OpenRecording(path, rate);
             std::vector<float> buffer(1024 * static_cast<size_t>(source->Info().channels));
@@ -52,7 +57,8 @@ protected:
 TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
 {
     std::string text = "# exported\nTime (s); accel x; accel y\n";
-    for (int i = 0; i < 5000; ++i) text += std::to_string(i / 2000.0) + ";" + std::to_string(i) + ";-" + std::to_string(i) + "\r\n";
+    for (int i = 0; i < 5000; ++i)
+        text += std::to_string(i / 2000.0) + ";" + std::to_string(i) + ";-" + std::to_string(i) + "\r\n";
     const std::string path = Write("rec.csv", text);
     std::unique_ptr<BlockSource> source = OpenRecording(path);
     const RecordInfo& info = source->Info();
@@ -60,7 +66,8 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
     EXPECT_EQ(info.channelNames, (std::vector<std::string>{"accel x", "accel y"}));
     EXPECT_EQ(info.frames, -1);
     std::vector<float> all, block(2 * 700);
-    while (const int64_t n = source->Read(block.data(), 700)) all.insert(all.end(), block.begin(), block.begin() + 2 * n);
+    while (const int64_t n = source->Read(block.data(), 700))
+        all.insert(all.end(), block.begin(), block.begin() + 2 * n);
     ASSERT_EQ(all.size(), 10000u);
     EXPECT_EQ(all[2 * 4321], 4321.0f);
     EXPECT_EQ(all[2 * 4321 + 1], -4321.0f);
@@ -72,12 +79,14 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
 TEST_F(Io, CsvRecordingNamesTheLineAndColumnOfABadRow)
 {
     std::string good = "t,a,b\n";
-    for (int i = 0; i < 6000; ++i) good += std::to_string(i * 0.001) + ",1,2\n";
+    for (int i = 0; i < 6000; ++i)
+        good += std::to_string(i * 0.001) + ",1,2\n";
     // Early rows are checked when the file is opened, later ones as they are read.
     for (int row : {10, 5000}) {
         std::string bad = good;
         size_t at = 0;
-        for (int i = 0; i <= row; ++i) at = bad.find('\n', at) + 1;
+        for (int i = 0; i <= row; ++i)
+            at = bad.find('\n', at) + 1;
         const size_t end = bad.find('\n', at);
         const std::string line = bad.substr(at, end - at);
         const std::string line2 = std::to_string(row + 2) + ": ";
@@ -85,17 +94,22 @@ TEST_F(Io, CsvRecordingNamesTheLineAndColumnOfABadRow)
                   Path("n.csv") + ":" + line2 + "column 3 (b): '2x' is not a finite number");
         EXPECT_EQ(Refusal(Write("u.csv", bad.substr(0, at) + line + ",3" + bad.substr(end))),
                   Path("u.csv") + ":" + line2 + "4 columns where the first row has 3");
-        EXPECT_EQ(Refusal(Write("f.csv", bad.substr(0, at) + line.substr(0, line.size() - 1) + "nan" + bad.substr(end))),
-                  Path("f.csv") + ":" + line2 + "column 3 (b): 'nan' is not a finite number");
-        EXPECT_NE(Refusal(Write("g.csv", bad.substr(0, at) + bad.substr(end + 1))).find(std::to_string(row + 2) + ": time"),
-                  std::string::npos);
+        EXPECT_EQ(
+            Refusal(Write("f.csv", bad.substr(0, at) + line.substr(0, line.size() - 1) + "nan" + bad.substr(end))),
+            Path("f.csv") + ":" + line2 + "column 3 (b): 'nan' is not a finite number");
+        EXPECT_NE(
+            Refusal(Write("g.csv", bad.substr(0, at) + bad.substr(end + 1))).find(std::to_string(row + 2) + ": time"),
+            std::string::npos);
     }
 
     // A refused file is closed again.
-    const auto openFiles = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
+    const auto openFiles = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
     const std::string bad = Write("bad.csv", "t,a\n0,1\n0.001,x\n");
     const auto before = openFiles();
-    for (int i = 0; i < 50; ++i) Refusal(bad);
+    for (int i = 0; i < 50; ++i)
+        Refusal(bad);
     EXPECT_EQ(openFiles(), before);
 }
 
@@ -117,7 +131,9 @@ TEST_F(Io, TablesAreWrittenToTheBitAndOnlyWhenComplete)
     EXPECT_EQ(table.rows[0][0], "0.1");
     EXPECT_EQ(table.Number(0, 1), d);
     EXPECT_EQ(table.Number(0, 2), -7.0);
-    { CsvWriter abandoned(Path("gone.csv")); }
+    {
+        CsvWriter abandoned(Path("gone.csv"));
+    }
     EXPECT_EQ(Files(), std::vector<std::string>{"t.csv"});
     EXPECT_THROW(CsvWriter(Path("no/such/dir.csv")), Error);
 }
@@ -151,7 +167,8 @@ TEST_F(Io, AudioFilesKeepFloatSamplesAndRefuseWhatTheyCannotHold)
 
 TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
 {
-    const std::string path = Write("p.csv", "# test\nLevel,Frequency,segment,abort_db\n0.01,20,,6\n0.04,80,log,6\n0.04,350,lin,6\n");
+    const std::string path =
+        Write("p.csv", "# test\nLevel,Frequency,segment,abort_db\n0.01,20,,6\n0.04,80,log,6\n0.04,350,lin,6\n");
     const ProfileTable p = ReadProfile(path);
     ASSERT_EQ(p.points.size(), 3u);
     EXPECT_EQ(p.points[1].frequency, 80.0);
@@ -159,7 +176,9 @@ TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
     EXPECT_EQ(p.points[2].abortDb, 6.0);
     EXPECT_EQ(p.points[2].alarmDb, 0.0);
     EXPECT_EQ(p.points[2].sourceLine, 5);
-    const auto refusal = [&](const std::string& text) { return numora_test::Refusal([&] { ReadProfile(Write("q.csv", text)); }); };
+    const auto refusal = [&](const std::string& text) {
+        return numora_test::Refusal([&] { ReadProfile(Write("q.csv", text)); });
+    };
     const std::string q = Path("q.csv");
     EXPECT_EQ(refusal("freq,psd,segment\n20,1,\n40,2,cubic\n"), q + ":3: segment 'cubic' is neither lin nor log");
     EXPECT_EQ(refusal("frequency,amplitude\n20,1\n40,2\n"), q + ": no level column (name it level)");

@@ -13,21 +13,25 @@ namespace {
 
 using namespace numora::rec;
 
-ProfileTable Table(std::vector<ProfilePoint> points) {
+ProfileTable Table(std::vector<ProfilePoint> points)
+{
     return ProfileTable{"p.csv", std::move(points)};
 }
 
-std::string Refusal(const ProfileTable& t) {
+std::string Refusal(const ProfileTable& t)
+{
     return numora_test::Refusal([&] { t.Validate(); });
 }
 
 TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
 {
-    ProfileTable t = Table({{20, 0.01, 3, 6, Segment::Log, 2}, {80, 0.04, 3, 6, Segment::Log, 3}, {50, 0.04, 3, 6, Segment::Log, 4}});
+    ProfileTable t = Table(
+        {{20, 0.01, 3, 6, Segment::Log, 2}, {80, 0.04, 3, 6, Segment::Log, 3}, {50, 0.04, 3, 6, Segment::Log, 4}});
     EXPECT_EQ(Refusal(t), "p.csv:4: frequency 50 Hz does not rise above the 80 Hz before it: breakpoints must ascend");
     t.points[2].frequency = 100;
     t.points[2].level = 0.0;
-    EXPECT_EQ(Refusal(t), "p.csv:4: level 0 is not positive, but the segment to the breakpoint at 100 Hz is logarithmic");
+    EXPECT_EQ(Refusal(t),
+              "p.csv:4: level 0 is not positive, but the segment to the breakpoint at 100 Hz is logarithmic");
     t.points[2].segment = Segment::Linear;  // a linear segment may fall to 0
     EXPECT_EQ(Refusal(t), "accepted");
     t.points[0].frequency = 0.0;  // ... but a log segment cannot start at 0 Hz
@@ -52,7 +56,8 @@ TEST(Profile, ValidationNamesTheBreakpointAndWhatIsWrong)
     EXPECT_NE(Refusal(t).find("does not rise above the 20 Hz"), std::string::npos);
     EXPECT_NE(Refusal(Table({{20, 1}})).find("at least 2 breakpoints"), std::string::npos);
     std::vector<ProfilePoint> many;
-    for (int i = 0; i < 501; ++i) many.push_back({10.0 + i, 1.0});
+    for (int i = 0; i < 501; ++i)
+        many.push_back({10.0 + i, 1.0});
     EXPECT_NE(Refusal(Table(many)).find("at most 500"), std::string::npos);
 }
 
@@ -78,7 +83,8 @@ TEST(Profile, LevelsFollowTheSegmentsAndLimitsTheUpperBreakpoint)
         const double alarm = k < 40 ? 3.0 : 1.0;
         EXPECT_NEAR(c.alarmHigh[i] / c.level[i], std::pow(10.0, alarm / 10.0), 1e-5) << k;
         const double level = static_cast<double>(c.level[i]);
-        EXPECT_NEAR(static_cast<double>(c.alarmLow[i]) * static_cast<double>(c.alarmHigh[i]), level * level, 1e-6 * level * level);
+        EXPECT_NEAR(static_cast<double>(c.alarmLow[i]) * static_cast<double>(c.alarmHigh[i]), level * level,
+                    1e-6 * level * level);
         const double abort = k < 40 ? 0.0 : std::pow(10.0, 0.6);  // 0 dB switches the limit off
         EXPECT_NEAR(c.abortHigh[i] / c.level[i], abort, 1e-5) << k;
     }
@@ -90,11 +96,13 @@ TEST(Profile, CheckFindsTheWorstLineAndCountsLinesBeyondTheLimits)
     PsdResult r;
     r.axis = MakeFrequencyAxis(2560.0, 256, false);  // lines every 10 Hz up to line 100
     std::vector<float> psd(static_cast<size_t>(r.axis.Lines()), 1.0f);
-    for (int k = 10; k <= 40; ++k) psd[static_cast<size_t>(k)] = 0.06f;  // +1.76 dB
-    psd[25] = 0.04f * 4.5f;                                            // +6.53 dB at 250 Hz
-    psd[30] = 0.04f / 2.5f;                                            // -3.98 dB at 300 Hz
+    for (int k = 10; k <= 40; ++k)
+        psd[static_cast<size_t>(k)] = 0.06f;  // +1.76 dB
+    psd[25] = 0.04f * 4.5f;                   // +6.53 dB at 250 Hz
+    psd[30] = 0.04f / 2.5f;                   // -3.98 dB at 300 Hz
     std::vector<float> aps(psd.size());
-    for (size_t i = 0; i < psd.size(); ++i) aps[i] = psd[i] * 10.0f;
+    for (size_t i = 0; i < psd.size(); ++i)
+        aps[i] = psd[i] * 10.0f;
     r.psd = {psd};
     r.aps = {aps};
     const ProfileCheck check = CompareWithProfile(r, 0, t);

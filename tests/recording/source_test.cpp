@@ -25,7 +25,10 @@ class TricklingSource : public BlockSource {
 public:
     explicit TricklingSource(BlockSource& inner) : inner_(inner) {}
     const RecordInfo& Info() const override { return inner_.Info(); }
-    int64_t Read(float* out, int64_t frames) override { return inner_.Read(out, std::min<int64_t>(frames, 1 + (calls_++ % 7))); }
+    int64_t Read(float* out, int64_t frames) override
+    {
+        return inner_.Read(out, std::min<int64_t>(frames, 1 + (calls_++ % 7)));
+    }
     double Fraction() const override { return inner_.Fraction(); }
 
 private:
@@ -50,7 +53,9 @@ TEST(ChannelReader, BlocksHoldTheChosenChannelsScaledWhateverPiecesTheSourceDeli
         }
     }
     EXPECT_EQ(reader.FramesRead(), frames);
-    EXPECT_EQ(numora_test::Refusal([&] { ChannelReader bad(inner, {0, 3}, 8); }),
+    EXPECT_EQ(numora_test::Refusal([&] {
+                  ChannelReader bad(inner, {0, 3}, 8);
+              }),
               "array: there is no channel index 3: the record has 3 channels");
     EXPECT_THROW(ArraySource(samples.data(), frames, channels, 0.0), Error);
     EXPECT_THROW(ArraySource(samples.data(), frames, 0, 100.0), Error);
@@ -69,7 +74,11 @@ TEST(ChannelReader, NamesTheFirstSampleThatIsNotFiniteInTheChosenChannelsOnly)
     for (const auto& [channel, message] : cases) {
         ArraySource source(samples.data(), 5000, 3, 10000.0, "rec.wav");
         ChannelReader reader(source, {channel}, 512);
-        EXPECT_EQ(numora_test::Refusal([&] { while (reader.Next()) {} }), message);
+        EXPECT_EQ(numora_test::Refusal([&] {
+                      while (reader.Next()) {
+                      }
+                  }),
+                  message);
     }
 }
 
@@ -79,8 +88,10 @@ TEST(Framing, FrameSizesAndOverlapsOutsideTheTransformAreRefused)
     for (double overlap : {-1.0, 100.0, std::numeric_limits<double>::quiet_NaN()})
         EXPECT_THROW(numora::rec::HopSamples(4096, overlap), Error) << overlap;
     EXPECT_THROW(numora::rec::HopSamples(4, 99.0), Error);  // no hop left
-    for (int size : {4, 32768}) EXPECT_NO_THROW(numora::rec::CheckFrameSize(size)) << size;
-    for (int size : {0, 2, 1000, 4097, 65536}) EXPECT_THROW(numora::rec::CheckFrameSize(size), Error) << size;
+    for (int size : {4, 32768})
+        EXPECT_NO_THROW(numora::rec::CheckFrameSize(size)) << size;
+    for (int size : {0, 2, 1000, 4097, 65536})
+        EXPECT_THROW(numora::rec::CheckFrameSize(size), Error) << size;
     EXPECT_EQ(numora::rec::FrameCount(63, 64, 48), 0);
     EXPECT_THROW(Framer(1, 64, 65, [](const float* const*) {}), Error);
 }

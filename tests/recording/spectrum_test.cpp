@@ -16,9 +16,11 @@ namespace {
 using namespace numora::rec;
 
 // Channel c of an interleaved record.
-std::vector<float> ChannelOf(const std::vector<float>& samples, int channels, int c) {
+std::vector<float> ChannelOf(const std::vector<float>& samples, int channels, int c)
+{
     std::vector<float> out;
-    for (size_t i = static_cast<size_t>(c); i < samples.size(); i += static_cast<size_t>(channels)) out.push_back(samples[i]);
+    for (size_t i = static_cast<size_t>(c); i < samples.size(); i += static_cast<size_t>(channels))
+        out.push_back(samples[i]);
     return out;
 }
 
@@ -50,8 +52,8 @@ TEST(Spectrum, EveryModeAveragesTheFramesAsTheLibraryChainDoes)
                 std::copy_n(x.begin() + k * 64, size, frame.begin());
                 // The layer's averagings are the library's modes 1 to 6 in order.
                 qv::math::TIMtoAPS(0, frame.data(), aps.data(), axis.deltaF,
-                                   static_cast<QV_ACQFRAME_AVGMODE>(static_cast<int>(mode) + 1),
-                                   QV_WIN_BLACKMAN, QV_WINDOWSCALE_POWER, 0.0f, 0, QV_WEIGHT_NONE, size, axis.Lines(), k + 1, 5,
+                                   static_cast<QV_ACQFRAME_AVGMODE>(static_cast<int>(mode) + 1), QV_WIN_BLACKMAN,
+                                   QV_WINDOWSCALE_POWER, 0.0f, 0, QV_WEIGHT_NONE, size, axis.Lines(), k + 1, 5,
                                    axis.scaleFactor, &wind, &held);
             }
             qv::math::WindowReset(&wind);
@@ -94,7 +96,8 @@ TEST(Spectrum, PushAllocatesNothingHoweverLongTheRecord)
     const float* data[2] = {a.data(), b.data()};
     averager.Push(data, 8192);  // the first frames prepare the window
     const size_t before = numora_test::AllocationCount();
-    for (int i = 0; i < 50; ++i) averager.Push(data, 8192);
+    for (int i = 0; i < 50; ++i)
+        averager.Push(data, 8192);
     EXPECT_EQ(numora_test::AllocationCount(), before);
     EXPECT_EQ(averager.Averages(), (51 * 8192 - 1024) / 512 + 1);
 }

@@ -14,9 +14,11 @@ namespace {
 using namespace numora::rec;
 
 // A half-sine of `amplitude` over `pulse` samples, then zeros.
-std::vector<float> HalfSine(double amplitude, int pulse, int frames) {
+std::vector<float> HalfSine(double amplitude, int pulse, int frames)
+{
     std::vector<float> x(static_cast<size_t>(frames), 0.0f);
-    for (int k = 0; k <= pulse; ++k) x[static_cast<size_t>(k)] = static_cast<float>(amplitude * std::sin(3.141592653589793 * k / pulse));
+    for (int k = 0; k <= pulse; ++k)
+        x[static_cast<size_t>(k)] = static_cast<float>(amplitude * std::sin(3.141592653589793 * k / pulse));
     return x;
 }
 
@@ -26,21 +28,22 @@ TEST(Srs, BandByBandEqualsOneCallOverAllBands)
     const std::vector<float> x = numora_test::RandomFloats(3000, 6);
     for (SrsSeries series : {SrsSeries::Ansi, SrsSeries::Acoustic}) {
         // From 0.5 Hz: bands below band 1 too.
-        const SrsOptions o{25.0, 6, 0.5, 5000.0, SrsFilter::ImpulseInvariant, series, SrsResponse::RelativeDisplacement,
-                           10.0, 200.0};
+        const SrsOptions o{
+            25.0, 6, 0.5, 5000.0, SrsFilter::ImpulseInvariant, series, SrsResponse::RelativeDisplacement, 10.0, 200.0};
         int calls = 0;
         const SrsResult r = ComputeSrs(x.data(), 3000, 10000.0, o, [&](double) { ++calls; });
         const int n = static_cast<int>(r.frequency.size());
         ASSERT_EQ(calls, n);
         std::vector<float> all(8 * 1000);
         float* a = all.data();
-        ASSERT_EQ(qv::math::TIMtoSRS(x.data(), 3000, 10000.0f, 0.02f, QV_SRS_RELATIVE_DISP, series == SrsSeries::Ansi ? 6 : -6,
-                                     0.0f, a, a + 1000, a + 2000, a + 3000, a + 4000, a + 5000, a + 6000, a + 7000, 0.5f,
-                                     5000.0f, 10.0f, 200.0f),
+        ASSERT_EQ(qv::math::TIMtoSRS(x.data(), 3000, 10000.0f, 0.02f, QV_SRS_RELATIVE_DISP,
+                                     series == SrsSeries::Ansi ? 6 : -6, 0.0f, a, a + 1000, a + 2000, a + 3000,
+                                     a + 4000, a + 5000, a + 6000, a + 7000, 0.5f, 5000.0f, 10.0f, 200.0f),
                   n);
         const std::vector<float>* mine[] = {&r.primaryPos, &r.primaryNeg, &r.residualPos, &r.residualNeg,
                                             &r.maximax,    &r.maxPos,     &r.maxNeg,      &r.frequency};
-        for (int s = 0; s < 8; ++s) EXPECT_TRUE(numora_test::BitEqual(a + 1000 * s, mine[s]->data(), n)) << s;
+        for (int s = 0; s < 8; ++s)
+            EXPECT_TRUE(numora_test::BitEqual(a + 1000 * s, mine[s]->data(), n)) << s;
     }
 }
 
@@ -49,7 +52,8 @@ TEST(Srs, BandByBandEqualsOneCallOverAllBands)
 // duration d and then rests, over `span` seconds: its equation of motion
 // integrated by fourth-order Runge-Kutta in steps far finer than the pulse
 // and the oscillator's period, the pulse's end falling on a step.
-double ReferenceMaximax(double a, double d, double f, double z, double span) {
+double ReferenceMaximax(double a, double d, double f, double z, double span)
+{
     const double w = 2 * 3.141592653589793 * f, h = d / 40000;
     // Relative displacement u and velocity v: u'' = -2 z w u' - w^2 u - base(t).
     const auto accel = [&](double t, double u, double v) {
@@ -88,8 +92,8 @@ TEST(Srs, AHalfSineReadsTheShockResponseOfItsEquationOfMotion)
 TEST(Srs, AStretchReadsTheRecordOnlyToItsEnd)
 {
     const std::vector<float> x = numora_test::RandomFloats(100000, 8);
-    SrsOptions o{10.0, 1, 100.0, 1000.0, SrsFilter::RampInvariant, SrsSeries::Ansi, SrsResponse::AbsoluteAcceleration,
-                 5.0, 50.0};
+    SrsOptions o{10.0, 1,   100.0, 1000.0, SrsFilter::RampInvariant, SrsSeries::Ansi, SrsResponse::AbsoluteAcceleration,
+                 5.0,  50.0};
     ArraySource source(x.data(), 100000, 1, 10000.0);
     const SrsResult r = MeasureSrs(source, 0, o, {}, 64);
     EXPECT_LT(r.samples, 600);

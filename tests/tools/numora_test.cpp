@@ -40,7 +40,8 @@ struct Result {
 
 class Command : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         dir_ = fs::temp_directory_path() / ("numora_cli_" + std::to_string(getpid()) + "_" +
                                             ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(dir_);
@@ -48,11 +49,13 @@ protected:
     }
     void TearDown() override { fs::remove_all(dir_); }
     std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    void WriteText(const std::string& name, const std::string& text) const {
+    void WriteText(const std::string& name, const std::string& text) const
+    {
         std::ofstream(Path(name), std::ios::binary) << text;
     }
     // An interleaved recording through the layer's writer.
-    void WriteRecording(const std::string& name, const std::vector<float>& samples, int channels, double rate) const {
+    void WriteRecording(const std::string& name, const std::vector<float>& samples, int channels, double rate) const
+    {
         const std::vector<std::string> names(static_cast<size_t>(channels));  // read back as ch1, ch2, ...
         std::unique_ptr<BlockSink> sink = CreateRecording(Path(name), rate, names);
         sink->Write(samples.data(), static_cast<int64_t>(samples.size()) / channels);
@@ -61,13 +64,16 @@ protected:
     // Runs the command in the test's folder with stdout and stderr captured;
     // with `terminal` it runs under script(1), whose pseudo-terminal takes
     // both to `out`.
-    Result Run(const std::vector<std::string>& args, bool terminal = false) const {
+    Result Run(const std::vector<std::string>& args, bool terminal = false) const
+    {
         // Under the sanitizers, leaks inside the plot drivers' libraries are not ours.
         const char* lsan = std::getenv("LSAN_OPTIONS");
         std::string command = "LSAN_OPTIONS='" + std::string(lsan ? lsan : "") + (lsan ? ":" : "") +
                               "suppressions=" NUMORA_TOOLS_TEST_DIR "/lsan.supp:print_suppressions=0' " NUMORA_CLI;
-        for (const std::string& a : args) command += " '" + a + "'";
-        if (terminal) command = "script -qec \"" + command + "\" /dev/null";
+        for (const std::string& a : args)
+            command += " '" + a + "'";
+        if (terminal)
+            command = "script -qec \"" + command + "\" /dev/null";
         const int status = std::system(("cd '" + dir_.string() + "' && " + command + " >.stdout 2>.stderr").c_str());
         Result r;
         r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -78,23 +84,28 @@ protected:
         }
         return r;
     }
-    std::set<std::string> Files() const {
+    std::set<std::string> Files() const
+    {
         std::set<std::string> names;
-        for (const auto& e : fs::directory_iterator(dir_)) names.insert(e.path().filename().string());
+        for (const auto& e : fs::directory_iterator(dir_))
+            names.insert(e.path().filename().string());
         return names;
     }
     // A column of a CSV the command wrote, as floats.
-    std::vector<float> Column(const std::string& name, const std::string& column) const {
+    std::vector<float> Column(const std::string& name, const std::string& column) const
+    {
         const CsvTable t = ReadCsvTable(Path(name));
         std::vector<float> v;
-        for (size_t r = 0; r < t.rows.size(); ++r) v.push_back(static_cast<float>(t.Number(r, t.Find({column}))));
+        for (size_t r = 0; r < t.rows.size(); ++r)
+            v.push_back(static_cast<float>(t.Number(r, t.Find({column}))));
         return v;
     }
 
     fs::path dir_;
 };
 
-std::vector<float> Sine(int frames, double amplitude, double frequency, double rate) {
+std::vector<float> Sine(int frames, double amplitude, double frequency, double rate)
+{
     std::vector<float> x(static_cast<size_t>(frames));
     for (int i = 0; i < frames; ++i)
         x[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(6.283185307179586 * frequency * i / rate));
@@ -106,7 +117,8 @@ TEST_F(Command, PsdOfASineReadsItsRmsAndGivesTheLayersNumbers)
     const double rate = 51200.0;
     const std::vector<float> sine = Sine(1 << 17, 3.0, 1000.0, rate), noise = numora_test::RandomFloats(1 << 17, 9);
     std::vector<float> rec;
-    for (size_t i = 0; i < sine.size(); ++i) rec.insert(rec.end(), {noise[i], sine[i]});
+    for (size_t i = 0; i < sine.size(); ++i)
+        rec.insert(rec.end(), {noise[i], sine[i]});
     WriteRecording("rec.wav", rec, 2, rate);
     const Result r = Run({"psd", "rec.wav", "--channel", "2", "--frame", "4096", "--window", "hann", "--overlap", "50",
                           "--band", "900:1100", "-o", "psd.csv"});
@@ -122,7 +134,8 @@ TEST_F(Command, PsdOfASineReadsItsRmsAndGivesTheLayersNumbers)
 
 TEST_F(Command, DriveAndFilterGiveTheLayersSamples)
 {
-    WriteText("profile.csv", "frequency,level,alarm_db,abort_db\n20,0.01,3,6\n80,0.04,3,6\n350,0.04,3,6\n2000,0.007,3,6\n");
+    WriteText("profile.csv",
+              "frequency,level,alarm_db,abort_db\n20,0.01,3,6\n80,0.04,3,6\n350,0.04,3,6\n2000,0.007,3,6\n");
     Result r = Run({"drive", "--profile", "profile.csv", "--rate", "8192", "--seconds", "30", "--frame", "2048",
                     "--clip", "4", "-o", "a.csv"});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -138,9 +151,11 @@ TEST_F(Command, DriveAndFilterGiveTheLayersSamples)
     ASSERT_EQ(r.status, 0) << r.err;
     ArraySource in(a.data(), static_cast<int64_t>(a.size()), 1, 8192.0);
     ArraySink filtered(1);
-    FilterRecord(in, {0}, FilterDesign{qv::math::CTimeFilter::Chebyshev, qv::math::CTimeFilter::BandPass, 3, 100.0f, 400.0f},
+    FilterRecord(in, {0},
+                 FilterDesign{qv::math::CTimeFilter::Chebyshev, qv::math::CTimeFilter::BandPass, 3, 100.0f, 400.0f},
                  filtered);
-    EXPECT_TRUE(numora_test::BitEqual(filtered.Samples().data(), Column("f.csv", "drive").data(), static_cast<int>(a.size())));
+    EXPECT_TRUE(
+        numora_test::BitEqual(filtered.Samples().data(), Column("f.csv", "drive").data(), static_cast<int>(a.size())));
 }
 
 TEST_F(Command, BadInputGetsOneLineAndNoOutput)
@@ -163,15 +178,24 @@ TEST_F(Command, BadInputGetsOneLineAndNoOutput)
         {{"psd", "rec.wav", "--channel", "3", "-o", "out.csv"}, "channel 3 does not exist: rec.wav has 1 channel", 1},
         {{"psd", "bad.csv", "-o", "out.csv"}, "bad.csv:4: column 2 (a): '1.2.3' is not a finite number", 1},
         {{"psd", "ragged.csv", "-o", "out.csv"}, "ragged.csv:4: 3 columns where the first row has 2", 1},
-        {{"psd", "norate.csv", "-o", "out.csv"}, "norate.csv: no time column to tell the sample rate: give the rate (--rate)", 1},
+        {{"psd", "norate.csv", "-o", "out.csv"},
+         "norate.csv: no time column to tell the sample rate: give the rate (--rate)",
+         1},
         {{"psd", "rec.wav", "--frame", "1000", "-o", "out.csv"},
-         "frame size 1000 is not one the transform accepts: a power of two from 4 to 32768", 1},
+         "frame size 1000 is not one the transform accepts: a power of two from 4 to 32768",
+         1},
         {{"psd", "rec.wav", "--profile", "order.csv", "-o", "out.csv"},
-         "order.csv:4: frequency 50 Hz does not rise above the 80 Hz before it: breakpoints must ascend", 1},
+         "order.csv:4: frequency 50 Hz does not rise above the 80 Hz before it: breakpoints must ascend",
+         1},
         {{"drive", "--profile", "zero.csv", "-o", "out.wav"},
-         "zero.csv:3: level 0 is not positive, but the segment to the breakpoint at 80 Hz is logarithmic", 1},
-        {{"psd", "nan.wav", "-o", "out.csv", "--plot", "out.svg"}, "nan.wav: ch1 holds NaN at sample 150000 (2.9296875 s)", 1},
-        {{"filter", "nan.wav", "--f1", "1000", "-o", "out.wav"}, "nan.wav: ch1 holds NaN at sample 150000 (2.9296875 s)", 1},
+         "zero.csv:3: level 0 is not positive, but the segment to the breakpoint at 80 Hz is logarithmic",
+         1},
+        {{"psd", "nan.wav", "-o", "out.csv", "--plot", "out.svg"},
+         "nan.wav: ch1 holds NaN at sample 150000 (2.9296875 s)",
+         1},
+        {{"filter", "nan.wav", "--f1", "1000", "-o", "out.wav"},
+         "nan.wav: ch1 holds NaN at sample 150000 (2.9296875 s)",
+         1},
         {{"psd", "rec.wav", "--plot", "out.pdf"}, "cannot tell the plot format of 'out.pdf': name it .svg or .png", 1},
         {{"psd", "rec.wav", "--unit", "furlong"}, "unknown unit 'furlong'", 1},
         {{"integrate", "rec.wav", "--unit", "psi", "-o", "out.wav"}, "integrate takes an acceleration", 1},
@@ -191,16 +215,19 @@ TEST_F(Command, BadInputGetsOneLineAndNoOutput)
 // well-formed XML (tags nest and close, attributes are quoted, references are
 // complete) with one <svg> root. The plot driver writes every character of a
 // label as a hexadecimal reference.
-std::string DecodedSvg(const std::string& svg) {
+std::string DecodedSvg(const std::string& svg)
+{
     std::string out;
     std::vector<std::string> stack;
     bool root = false;
     for (size_t i = 0; i < svg.size(); ++i) {
         if (svg[i] == '&') {
             const size_t end = svg.find(';', i);
-            if (end == std::string::npos || svg.compare(i, 3, "&#x") != 0) return "";
+            if (end == std::string::npos || svg.compare(i, 3, "&#x") != 0)
+                return "";
             const unsigned long code = std::strtoul(svg.c_str() + i + 3, nullptr, 16);
-            if (code >= 0x80) out += static_cast<char>(0xC0 | (code >> 6));  // labels stay below U+0800
+            if (code >= 0x80)
+                out += static_cast<char>(0xC0 | (code >> 6));  // labels stay below U+0800
             out += static_cast<char>(code < 0x80 ? code : 0x80 | (code & 0x3F));
             i = end;
             continue;
@@ -210,18 +237,22 @@ std::string DecodedSvg(const std::string& svg) {
             continue;
         }
         const size_t close = svg.find('>', i);
-        if (close == std::string::npos) return "";
+        if (close == std::string::npos)
+            return "";
         const std::string tag = svg.substr(i + 1, close - i - 1);
         out += svg.substr(i, close + 1 - i);
         i = close;
         const std::string name = tag.substr(0, tag.find_first_of(" \t\n/", 1));
         if (tag[0] == '/') {
-            if (stack.empty() || stack.back() != name.substr(1)) return "";
+            if (stack.empty() || stack.back() != name.substr(1))
+                return "";
             stack.pop_back();
         } else if (tag[0] != '?' && tag[0] != '!') {
-            if (std::count(tag.begin(), tag.end(), '"') % 2 != 0 || (stack.empty() && (root || name != "svg"))) return "";
+            if (std::count(tag.begin(), tag.end(), '"') % 2 != 0 || (stack.empty() && (root || name != "svg")))
+                return "";
             root = true;
-            if (tag.back() != '/') stack.push_back(name);
+            if (tag.back() != '/')
+                stack.push_back(name);
         }
     }
     return root && stack.empty() ? out : "";
@@ -239,14 +270,15 @@ TEST_F(Command, FrfOfAKnownSystemGivesItsGainAndPhaseAndPlotsAreValidSvgWithLabe
     WriteRecording("rec.wav", rec, 2, rate);
     WriteText("profile.csv", "frequency,level,alarm_db,abort_db\n20,0.0001,3,6\n2000,0.0001,3,6\n");
     ASSERT_EQ(Run({"psd", "rec.wav", "--profile", "profile.csv", "--plot", "psd.svg", "--plot", "psd.png"}).status, 0);
-    const Result r = Run({"frf", "rec.wav", "--ref", "1", "--resp", "2", "--resp-unit", "m/s\xC2\xB2", "--frame", "1024",
-                          "-o", "frf.csv", "--plot", "frf.svg"});
+    const Result r = Run({"frf", "rec.wav", "--ref", "1", "--resp", "2", "--resp-unit", "m/s\xC2\xB2", "--frame",
+                          "1024", "-o", "frf.csv", "--plot", "frf.svg"});
     ASSERT_EQ(r.status, 0) << r.err;
     const std::vector<float> gain = Column("frf.csv", "gain"), phase = Column("frf.csv", "phase_deg"),
                              coherence = Column("frf.csv", "coherence"), f = Column("frf.csv", "frequency_hz");
     ASSERT_EQ(gain.size(), 401u);
     for (size_t k = 1; k < gain.size(); ++k) {
-        const std::complex<double> h = 2.0 - std::exp(std::complex<double>(0.0, -6.283185307179586 * static_cast<double>(f[k]) / rate));
+        const std::complex<double> h =
+            2.0 - std::exp(std::complex<double>(0.0, -6.283185307179586 * static_cast<double>(f[k]) / rate));
         ASSERT_NEAR(static_cast<double>(gain[k]), std::abs(h), 5e-3 * std::abs(h)) << f[k];
         ASSERT_NEAR(phase[k], std::arg(h) * 57.29577951308232, 0.3) << f[k];
         ASSERT_GT(coherence[k], 0.999f) << f[k];
@@ -330,9 +362,8 @@ TEST_F(Command, UnitsListAndResolve)
 {
     Result r = Run({"units", "g", "psi"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out,
-              "unit,quantity,type,si_unit,factor,offset\ng,Acceleration,Acceleration,m/s\xC2\xB2,9.80665,0\n"
-              "psi,Pressure,Pressure,kg/(m*s\xC2\xB2),6894.759,0\n");
+    EXPECT_EQ(r.out, "unit,quantity,type,si_unit,factor,offset\ng,Acceleration,Acceleration,m/s\xC2\xB2,9.80665,0\n"
+                     "psi,Pressure,Pressure,kg/(m*s\xC2\xB2),6894.759,0\n");
     r = Run({"units", "-o", "units.csv"});
     ASSERT_EQ(r.status, 0);
     EXPECT_EQ(ReadCsvTable(Path("units.csv")).rows.size(), 117u);
