@@ -118,6 +118,7 @@ TEST(WindowExpDecay, ExponentialInDoubleAndDecaysWithoutAnIntSaturate)
         WindowSetupCoeff(QV_WIN_EXPDECAY, QV_WINDOWSCALE_POWER, b.decay, 8, 0, &s);
         EXPECT_TRUE(s.coeff[0] == 1.0f && s.coeff[2] == b.last && s.coeff[7] == b.last) << b.decay;
     }
+    WindowReset(&s);
     // Counts of INT_MIN: the factors are written, the table is not touched.
     Floats fall(4);
     double rms = 0.0, ampf = 0.0;
