@@ -35,10 +35,12 @@ py::array WritableArray(py::handle object, const char* name);
 
 // A new numpy array holding a copy of the values.
 template <typename T>
-py::array_t<T> ToNumpy(const std::vector<T>& values) {
+py::array_t<T> ToNumpy(const std::vector<T>& values)
+{
     py::array_t<T> out(static_cast<py::ssize_t>(values.size()));
     T* target = out.mutable_data();
-    for (std::size_t i = 0; i < values.size(); ++i) target[i] = values[i];
+    for (std::size_t i = 0; i < values.size(); ++i)
+        target[i] = values[i];
     return out;
 }
 

@@ -20,51 +20,66 @@ namespace {
 
 const char* const kWeightNames[] = {"none", "A", "B", "C", "inverse-A", "inverse-B", "inverse-C"};
 
-QV_ACOUSTIC_WEIGHT ParseWeight(const std::string& name) {
+QV_ACOUSTIC_WEIGHT ParseWeight(const std::string& name)
+{
     for (int i = 0; i < 7; ++i)
-        if (name == kWeightNames[i]) return static_cast<QV_ACOUSTIC_WEIGHT>(i);
-    throw py::value_error("unknown weighting '" + name + "': choose one of none, A, B, C, inverse-A, inverse-B, inverse-C");
+        if (name == kWeightNames[i])
+            return static_cast<QV_ACOUSTIC_WEIGHT>(i);
+    throw py::value_error("unknown weighting '" + name +
+                          "': choose one of none, A, B, C, inverse-A, inverse-B, inverse-C");
 }
 
-QV_FFT_SCALING ParseScaling(const std::string& name) {
-    if (name == "rms") return QV_FFT_SCALE_RMS;
-    if (name == "peak") return QV_FFT_SCALE_PEAK;
+QV_FFT_SCALING ParseScaling(const std::string& name)
+{
+    if (name == "rms")
+        return QV_FFT_SCALE_RMS;
+    if (name == "peak")
+        return QV_FFT_SCALE_PEAK;
     throw py::value_error("unknown line scaling '" + name + "': choose rms or peak");
 }
 
-QV_WINDOWSCALE ParseWindowScale(const std::string& name) {
-    if (name == "power") return QV_WINDOWSCALE_POWER;
-    if (name == "amplitude") return QV_WINDOWSCALE_AMPLITUDE;
+QV_WINDOWSCALE ParseWindowScale(const std::string& name)
+{
+    if (name == "power")
+        return QV_WINDOWSCALE_POWER;
+    if (name == "amplitude")
+        return QV_WINDOWSCALE_AMPLITUDE;
     throw py::value_error("unknown window scale '" + name + "': choose power or amplitude");
 }
 
-[[noreturn]] void WrongDtype(const char* name, const py::array& array) {
+[[noreturn]] void WrongDtype(const char* name, const py::array& array)
+{
     throw py::type_error(std::string(name) + " must hold float32 or float64 values, not " +
                          std::string(py::str(array.dtype())));
 }
 
 // A packed spectrum of N reals holds N / 2 complex lines.
-int SpectrumLines(const py::array& spectrum, const char* name) {
-    if (spectrum.size() / 2 > INT_MAX) throw py::value_error(std::string(name) + " holds more lines than an int counts");
+int SpectrumLines(const py::array& spectrum, const char* name)
+{
+    if (spectrum.size() / 2 > INT_MAX)
+        throw py::value_error(std::string(name) + " holds more lines than an int counts");
     if (spectrum.size() % 2 != 0)
         throw py::value_error(std::string(name) + " holds " + std::to_string(spectrum.size()) +
                               " values; a packed spectrum holds an even number");
     return static_cast<int>(spectrum.size() / 2);
 }
 
-void Dft(py::handle object, bool inverse) {
+void Dft(py::handle object, bool inverse)
+{
     py::array data = WritableArray(object, "data");
     const int direction = inverse ? -1 : 1;
     const py::ssize_t n = data.size();
     int status;
     if (IsFloat32(data)) {
-        status = n > 32768 ? 11 : qv::math::DFT(static_cast<float*>(data.mutable_data()), static_cast<int>(n), direction);
+        status =
+            n > 32768 ? 11 : qv::math::DFT(static_cast<float*>(data.mutable_data()), static_cast<int>(n), direction);
         if (status != 0)
             throw py::value_error("a frame of " + std::to_string(n) +
                                   " float32 samples: the transform takes a power of two from 2 to 32768");
     } else if (IsFloat64(data)) {
-        status = n > 262144 ? 11
-                            : qv::math::DFT_D(static_cast<double*>(data.mutable_data()), static_cast<int>(n), direction);
+        status = n > 262144
+                     ? 11
+                     : qv::math::DFT_D(static_cast<double*>(data.mutable_data()), static_cast<int>(n), direction);
         if (status != 0)
             throw py::value_error("a frame of " + std::to_string(n) +
                                   " float64 samples: the transform takes a power of two from 2 to 262144");
@@ -73,7 +88,8 @@ void Dft(py::handle object, bool inverse) {
     }
 }
 
-void CorrectLines(py::handle object, const std::string& scaling) {
+void CorrectLines(py::handle object, const std::string& scaling)
+{
     py::array spectrum = WritableArray(object, "spectrum");
     const QV_FFT_SCALING scale = ParseScaling(scaling);
     const int lines = SpectrumLines(spectrum, "spectrum");
@@ -85,22 +101,27 @@ void CorrectLines(py::handle object, const std::string& scaling) {
         WrongDtype("spectrum", spectrum);
 }
 
-py::array_t<float> WindowTable(const std::string& kind, int size, const std::string& scale) {
+py::array_t<float> WindowTable(const std::string& kind, int size, const std::string& scale)
+{
     const QV_ACQFRAME_WINTYPE type = rec::detail::LibraryWindow(rec::ParseWindow(kind));
     const QV_WINDOWSCALE windowScale = ParseWindowScale(scale);
-    if (size < 1) throw py::value_error("a window of " + std::to_string(size) + " samples: the size must be at least 1");
+    if (size < 1)
+        throw py::value_error("a window of " + std::to_string(size) + " samples: the size must be at least 1");
     rec::detail::WindowRecord record;
     qv::math::WindowSetupCoeff(type, windowScale, 0.0f, size, 0, &record.setup);
     py::array_t<float> table(size);
     float* out = table.mutable_data();
-    for (int i = 0; i < size; ++i) out[i] = record.setup.coeff != nullptr ? record.setup.coeff[i] : 1.0f;
+    for (int i = 0; i < size; ++i)
+        out[i] = record.setup.coeff != nullptr ? record.setup.coeff[i] : 1.0f;
     return table;
 }
 
-void ApplyWindow(py::handle frameObject, py::handle tableObject) {
+void ApplyWindow(py::handle frameObject, py::handle tableObject)
+{
     py::array frame = WritableArray(frameObject, "frame");
     py::array table = CheckedArray(tableObject, "table");
-    if (!IsFloat32(table)) throw py::type_error("table must hold float32 values, as numora.window makes it");
+    if (!IsFloat32(table))
+        throw py::type_error("table must hold float32 values, as numora.window makes it");
     if (table.size() != frame.size())
         throw py::value_error("the table holds " + std::to_string(table.size()) + " values and the frame " +
                               std::to_string(frame.size()));
@@ -114,11 +135,13 @@ void ApplyWindow(py::handle frameObject, py::handle tableObject) {
         WrongDtype("frame", frame);
 }
 
-void Weight(py::handle object, double df, const std::string& curve) {
+void Weight(py::handle object, double df, const std::string& curve)
+{
     py::array spectrum = WritableArray(object, "spectrum");
     const QV_ACOUSTIC_WEIGHT weight = ParseWeight(curve);
     const int lines = SpectrumLines(spectrum, "spectrum");
-    if (!(df > 0.0)) throw py::value_error("the line spacing df must be above 0");
+    if (!(df > 0.0))
+        throw py::value_error("the line spacing df must be above 0");
     if (IsFloat32(spectrum))
         qv::math::Weight_FFT(weight, static_cast<complex*>(spectrum.mutable_data()), lines, static_cast<float>(df));
     else if (IsFloat64(spectrum))
@@ -127,12 +150,14 @@ void Weight(py::handle object, double df, const std::string& curve) {
         WrongDtype("spectrum", spectrum);
 }
 
-double Average(py::handle spectrumObject, py::handle apsObject, int frameNumber, const std::string& mode,
-               int expFrames, double held) {
+double Average(py::handle spectrumObject, py::handle apsObject, int frameNumber, const std::string& mode, int expFrames,
+               double held)
+{
     py::array spectrum = CheckedArray(spectrumObject, "spectrum");
     py::array aps = WritableArray(apsObject, "aps");
     const QV_ACQFRAME_AVGMODE avgMode = rec::detail::LibraryMode(rec::ParseAveraging(mode));
-    if (aps.size() > INT_MAX) throw py::value_error("aps holds more lines than an int counts");
+    if (aps.size() > INT_MAX)
+        throw py::value_error("aps holds more lines than an int counts");
     const int lines = static_cast<int>(aps.size());
     if (spectrum.size() < 2 * aps.size())
         throw py::value_error("spectrum holds " + std::to_string(spectrum.size()) + " values, fewer than the " +
@@ -154,17 +179,19 @@ double Average(py::handle spectrumObject, py::handle apsObject, int frameNumber,
     }
     if (IsFloat64(spectrum) && IsFloat64(aps)) {
         double measure = held;
-        qv::math::FFTtoAPS(static_cast<complex_d*>(lineData), static_cast<double*>(aps.mutable_data()), lines,
-                           avgMode, frameNumber, expFrames, &measure);
+        qv::math::FFTtoAPS(static_cast<complex_d*>(lineData), static_cast<double*>(aps.mutable_data()), lines, avgMode,
+                           frameNumber, expFrames, &measure);
         return measure;
     }
-    throw py::type_error("spectrum and aps must be float32 and float32, float64 and float32, or float64 and float64, not " +
-                         std::string(py::str(spectrum.dtype())) + " and " + std::string(py::str(aps.dtype())));
+    throw py::type_error(
+        "spectrum and aps must be float32 and float32, float64 and float32, or float64 and float64, not " +
+        std::string(py::str(spectrum.dtype())) + " and " + std::string(py::str(aps.dtype())));
 }
 
 }  // namespace
 
-void BindFrameRoutines(py::module_& m) {
+void BindFrameRoutines(py::module_& m)
+{
     using namespace pybind11::literals;
     m.def("dft", &Dft, "data"_a, "inverse"_a = false,
           "Transforms a real frame in place (float32 or float64, a power of two long).\n\n"

@@ -28,7 +28,8 @@ namespace python {
 namespace {
 
 rec::SpectrumOptions MakeSpectrumOptions(int frame, const std::string& window, double overlap,
-                                         const std::string& average, int expFrames, bool fullBand) {
+                                         const std::string& average, int expFrames, bool fullBand)
+{
     if (!(overlap >= 0.0 && overlap < 1.0))
         throw py::value_error("overlap is a fraction of the frame from 0 up to (not including) 1, not " +
                               rec::MessageNumber(overlap));
@@ -42,29 +43,35 @@ rec::SpectrumOptions MakeSpectrumOptions(int frame, const std::string& window, d
     return options;
 }
 
-py::array_t<double> Frequencies(const rec::FrequencyAxis& axis) {
+py::array_t<double> Frequencies(const rec::FrequencyAxis& axis)
+{
     py::array_t<double> f(axis.Lines());
     double* out = f.mutable_data();
-    for (int k = 0; k < axis.Lines(); ++k) out[k] = axis.Frequency(k);
+    for (int k = 0; k < axis.Lines(); ++k)
+        out[k] = axis.Frequency(k);
     return f;
 }
 
-py::array_t<std::complex<float>> ToComplex(const std::vector<complex>& values) {
+py::array_t<std::complex<float>> ToComplex(const std::vector<complex>& values)
+{
     py::array_t<std::complex<float>> out(static_cast<py::ssize_t>(values.size()));
     std::complex<float>* target = out.mutable_data();
-    for (std::size_t i = 0; i < values.size(); ++i) target[i] = {values[i].re, values[i].im};
+    for (std::size_t i = 0; i < values.size(); ++i)
+        target[i] = {values[i].re, values[i].im};
     return out;
 }
 
 // Two records of one length.
-void CheckPair(const py::array& x, const py::array& y) {
+void CheckPair(const py::array& x, const py::array& y)
+{
     if (x.size() != y.size())
         throw py::value_error("x holds " + std::to_string(x.size()) + " samples and y " + std::to_string(y.size()) +
                               "; both records must be of one length");
 }
 
 py::tuple Psd(py::handle xObject, double fs, int frame, const std::string& window, double overlap,
-              const std::string& average, int expFrames, bool fullBand) {
+              const std::string& average, int expFrames, bool fullBand)
+{
     const py::array_t<float> x = RecordSamples(xObject, "x");
     const rec::SpectrumOptions options = MakeSpectrumOptions(frame, window, overlap, average, expFrames, fullBand);
     const float* channels[1] = {x.data()};
@@ -77,7 +84,8 @@ py::tuple Psd(py::handle xObject, double fs, int frame, const std::string& windo
 }
 
 rec::FrfResult Frf(py::handle xObject, py::handle yObject, double fs, int frame, const std::string& window,
-                   double overlap, const std::string& average, int expFrames, bool fullBand) {
+                   double overlap, const std::string& average, int expFrames, bool fullBand)
+{
     const py::array_t<float> x = RecordSamples(xObject, "x");
     const py::array_t<float> y = RecordSamples(yObject, "y");
     CheckPair(x, y);
@@ -87,27 +95,32 @@ rec::FrfResult Frf(py::handle xObject, py::handle yObject, double fs, int frame,
 }
 
 py::tuple Csd(py::handle x, py::handle y, double fs, int frame, const std::string& window, double overlap,
-              const std::string& average, int expFrames, bool fullBand) {
+              const std::string& average, int expFrames, bool fullBand)
+{
     const rec::FrfResult result = Frf(x, y, fs, frame, window, overlap, average, expFrames, fullBand);
     return py::make_tuple(Frequencies(result.axis), ToComplex(result.cpsd));
 }
 
-py::tuple FrequencyResponse(py::handle x, py::handle y, double fs, int frame, const std::string& window,
-                            double overlap, const std::string& average, int expFrames, bool fullBand) {
+py::tuple FrequencyResponse(py::handle x, py::handle y, double fs, int frame, const std::string& window, double overlap,
+                            const std::string& average, int expFrames, bool fullBand)
+{
     const rec::FrfResult result = Frf(x, y, fs, frame, window, overlap, average, expFrames, fullBand);
     std::vector<complex> h(result.re.size());
-    for (std::size_t i = 0; i < h.size(); ++i) h[i] = {result.re[i], result.im[i]};
+    for (std::size_t i = 0; i < h.size(); ++i)
+        h[i] = {result.re[i], result.im[i]};
     return py::make_tuple(Frequencies(result.axis), ToComplex(h), ToNumpy(result.coherence));
 }
 
-const std::vector<float>& SrsKind(const rec::SrsResult& result, const std::string& kind) {
+const std::vector<float>& SrsKind(const rec::SrsResult& result, const std::string& kind)
+{
     const std::pair<const char*, const std::vector<float>*> kinds[] = {
-        {"maximax", &result.maximax},          {"max-pos", &result.maxPos},
-        {"max-neg", &result.maxNeg},           {"primary-pos", &result.primaryPos},
-        {"primary-neg", &result.primaryNeg},   {"residual-pos", &result.residualPos},
+        {"maximax", &result.maximax},         {"max-pos", &result.maxPos},
+        {"max-neg", &result.maxNeg},          {"primary-pos", &result.primaryPos},
+        {"primary-neg", &result.primaryNeg},  {"residual-pos", &result.residualPos},
         {"residual-neg", &result.residualNeg}};
     for (const auto& k : kinds)
-        if (kind == k.first) return *k.second;
+        if (kind == k.first)
+            return *k.second;
     throw py::value_error("unknown SRS kind '" + kind +
                           "': choose one of maximax, max-pos, max-neg, primary-pos, primary-neg, residual-pos, "
                           "residual-neg");
@@ -115,7 +128,8 @@ const std::vector<float>& SrsKind(const rec::SrsResult& result, const std::strin
 
 py::tuple Srs(py::handle xObject, double fs, double fmin, double fmax, int bandsPerOctave, double q,
               const std::string& kind, const std::string& filter, const std::string& series,
-              const std::string& response) {
+              const std::string& response)
+{
     const py::array_t<float> x = RecordSamples(xObject, "x");
     rec::SrsOptions options;
     options.fLow = fmin;
@@ -127,7 +141,8 @@ py::tuple Srs(py::handle xObject, double fs, double fmin, double fmax, int bands
     options.response = rec::ParseSrsResponse(response);
     rec::SrsResult empty;
     SrsKind(empty, kind);  // refuses an unknown kind before the work
-    if (!(fs > 0.0)) throw py::value_error("the sample rate fs must be above 0, not " + rec::MessageNumber(fs));
+    if (!(fs > 0.0))
+        throw py::value_error("the sample rate fs must be above 0, not " + rec::MessageNumber(fs));
     rec::SrsResult result;
     {
         py::gil_scoped_release release;
@@ -137,7 +152,8 @@ py::tuple Srs(py::handle xObject, double fs, double fmin, double fmax, int bands
 }
 
 py::array_t<float> Drive(py::handle fObject, py::handle levelObject, double fs, double seconds, py::object clipSigma,
-                         unsigned int seed, int frame) {
+                         unsigned int seed, int frame)
+{
     const py::array f = CheckedArray(fObject, "profile_f");
     const py::array level = CheckedArray(levelObject, "profile_level");
     if (f.size() != level.size())
@@ -145,7 +161,8 @@ py::array_t<float> Drive(py::handle fObject, py::handle levelObject, double fs, 
                               std::to_string(level.size()) + " levels");
     const py::array_t<double> fd = py::array_t<double>::ensure(f);
     const py::array_t<double> ld = py::array_t<double>::ensure(level);
-    if (!fd || !ld) throw py::type_error("the profile must hold numbers");
+    if (!fd || !ld)
+        throw py::type_error("the profile must hold numbers");
     rec::ProfileTable profile;
     profile.name = "profile";
     for (py::ssize_t i = 0; i < fd.size(); ++i) {
@@ -174,8 +191,9 @@ py::array_t<float> Drive(py::handle fObject, py::handle levelObject, double fs, 
 // A recursive filter whose state carries from one apply to the next.
 class Filter {
 public:
-    Filter(const std::string& characteristic, const std::string& shape, int order, double f1, py::object f2,
-           double fs, double rippleDb, bool directForm) {
+    Filter(const std::string& characteristic, const std::string& shape, int order, double f1, py::object f2, double fs,
+           double rippleDb, bool directForm)
+    {
         rec::FilterDesign design;
         design.type = rec::ParseFilterType(characteristic);
         design.shape = rec::ParseFilterShape(shape);
@@ -187,14 +205,16 @@ public:
         filter_ = std::make_unique<rec::RecordFilter>(design, fs, 1);
     }
 
-    py::array_t<float> Apply(py::handle xObject) {
+    py::array_t<float> Apply(py::handle xObject)
+    {
         const py::array_t<float> x = RecordSamples(xObject, "x");
         py::array_t<float> y(x.size());
         float* out = y.mutable_data();
         const float* in = x.data();
         const py::ssize_t n = x.size();
         py::gil_scoped_release release;
-        for (py::ssize_t i = 0; i < n; ++i) out[i] = in[i];
+        for (py::ssize_t i = 0; i < n; ++i)
+            out[i] = in[i];
         for (py::ssize_t done = 0; done < n;) {
             const int piece = static_cast<int>(std::min<py::ssize_t>(n - done, rec::kMemoryPieceFrames));
             float* channels[1] = {out + done};
@@ -204,10 +224,12 @@ public:
         return y;
     }
 
-    py::array_t<std::complex<double>> Response(py::handle fObject) const {
+    py::array_t<std::complex<double>> Response(py::handle fObject) const
+    {
         const py::array f = CheckedArray(fObject, "f");
         const py::array_t<double> fd = py::array_t<double>::ensure(f);
-        if (!fd) throw py::type_error("f must hold numbers");
+        if (!fd)
+            throw py::type_error("f must hold numbers");
         py::array_t<std::complex<double>> h(fd.size());
         std::complex<double>* out = h.mutable_data();
         for (py::ssize_t i = 0; i < fd.size(); ++i) {
@@ -224,7 +246,8 @@ private:
     std::unique_ptr<rec::RecordFilter> filter_;
 };
 
-py::tuple Integrate(py::handle accObject, double fs, const std::string& units, bool english, double blockSeconds) {
+py::tuple Integrate(py::handle accObject, double fs, const std::string& units, bool english, double blockSeconds)
+{
     const py::array_t<float> acc = RecordSamples(accObject, "acc");
     const rec::IntegrationOptions options = rec::AccelerationOptions(units, english, blockSeconds, fs);
     const py::ssize_t n = acc.size();
@@ -245,7 +268,8 @@ py::tuple Integrate(py::handle accObject, double fs, const std::string& units, b
     return py::make_tuple(velocity, displacement);
 }
 
-py::dict UnitDict(const rec::UnitInfo& unit, bool hasRow) {
+py::dict UnitDict(const rec::UnitInfo& unit, bool hasRow)
+{
     py::dict d;
     d["name"] = unit.name;
     d["type"] = unit.typeName;
@@ -258,20 +282,24 @@ py::dict UnitDict(const rec::UnitInfo& unit, bool hasRow) {
     return d;
 }
 
-py::list Units() {
+py::list Units()
+{
     py::list rows;
-    for (const rec::UnitInfo& unit : rec::UnitTable()) rows.append(UnitDict(unit, true));
+    for (const rec::UnitInfo& unit : rec::UnitTable())
+        rows.append(UnitDict(unit, true));
     return rows;
 }
 
-py::dict Unit(const std::string& text) {
+py::dict Unit(const std::string& text)
+{
     const rec::UnitMatch match = rec::RequireUnit(text);
     return UnitDict(match.unit, match.hasRow);
 }
 
 }  // namespace
 
-void BindRecordFunctions(py::module_& m) {
+void BindRecordFunctions(py::module_& m)
+{
     using namespace pybind11::literals;
     m.def("psd", &Psd, "x"_a, "fs"_a, "frame"_a = 4096, "window"_a = "hann", "overlap"_a = 0.5, "average"_a = "linear",
           "exp_frames"_a = 8, "full_band"_a = false,
@@ -334,8 +362,10 @@ void BindRecordFunctions(py::module_& m) {
              "characteristic: butterworth, bessel, chebyshev; shape: lowpass, highpass,\n"
              "bandpass, bandstop; f1 the corner or lower edge, f2 the upper edge (None for\n"
              "low- and high-pass), Hz; ripple_db the Chebyshev ripple, below 0.")
-        .def("apply", &Filter::Apply, "x"_a, "Filters x (float32 or float64) and returns float32; the state carries on.")
-        .def("response", &Filter::Response, "f"_a, "Complex response (complex128) of the design at the frequencies f, Hz.")
+        .def("apply", &Filter::Apply, "x"_a,
+             "Filters x (float32 or float64) and returns float32; the state carries on.")
+        .def("response", &Filter::Response, "f"_a,
+             "Complex response (complex128) of the design at the frequencies f, Hz.")
         .def_property_readonly("f1", &Filter::F1, "Corner or lower edge after the design's limits, Hz.")
         .def_property_readonly("f2", &Filter::F2, "Upper edge after the design's limits, Hz (0 without one).");
     m.def("integrate", &Integrate, "acc"_a, "fs"_a, "units"_a = "g", "english"_a = false, "block_seconds"_a = 1.0,

@@ -24,7 +24,8 @@ namespace {
 
 // The generator seeds of one drive: distinct for every band and seed, and
 // negative, which makes the generator seed itself on its first draw.
-int32_t BandSeed(unsigned int seed, int band) {
+int32_t BandSeed(unsigned int seed, int band)
+{
     return -static_cast<int32_t>(1 + (static_cast<uint64_t>(seed) * 16u + static_cast<uint64_t>(band)) % 714024u);
 }
 
@@ -39,12 +40,14 @@ struct DriveGenerator::State {
     std::vector<float> scratch;
 };
 
-DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& options) : state_(new State) {
+DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& options) : state_(new State)
+{
     State& s = *state_;
     profile.Validate();
     s.axis = MakeFrequencyAxis(options.sampleRate, options.frameSize, true);
     if (!(options.clipSigma >= 0.0) || !std::isfinite(options.clipSigma))
-        throw Error("the clip " + MessageNumber(options.clipSigma) + " is not 0 (none) or a positive multiple of the RMS");
+        throw Error("the clip " + MessageNumber(options.clipSigma) +
+                    " is not 0 (none) or a positive multiple of the RMS");
     const double nyquist = options.sampleRate / 2.0;
     if (!(profile.points.back().frequency < nyquist))
         throw Error(profile.name + ": the profile reaches " + MessageNumber(profile.points.back().frequency) +
@@ -58,10 +61,12 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
     aps[0] = 0.0f;
     int firstLine = 0;
     for (int k = 1; k <= lastLine && firstLine == 0; ++k)
-        if (aps[static_cast<size_t>(k)] > 0.0f) firstLine = k;
+        if (aps[static_cast<size_t>(k)] > 0.0f)
+            firstLine = k;
     if (firstLine == 0)
         throw Error(profile.name + ": the profile holds no line of a " + std::to_string(n) +
-                    "-sample frame (lines every " + MessageNumber(static_cast<double>(s.axis.deltaF)) + " Hz): make the frame longer");
+                    "-sample frame (lines every " + MessageNumber(static_cast<double>(s.axis.deltaF)) +
+                    " Hz): make the frame longer");
     s.targetRms = qv::math::RMS_APS(aps.data(), lastLine);
     s.clipLimit = static_cast<float>(options.clipSigma * s.targetRms);
 
@@ -78,13 +83,15 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
             spectrum[static_cast<size_t>(k)] = aps[static_cast<size_t>(k)];
             any = any || aps[static_cast<size_t>(k)] > 0.0f;
         }
-        if (!any) continue;
+        if (!any)
+            continue;
         qv::math::APSAddRandomPhase(spectrum.data(), n, lastLine);
         std::vector<float> base(static_cast<size_t>(n));
         qv::math::IFT(spectrum.data(), lastLine, base.data(), n, QV_FFT_SCALE_RMS);
         qv::math::ArrayScale(base.data(), n, scale);
         s.onions.emplace_back(n);
-        if (!s.onions.back().Valid()) throw Error("no memory for the drive's generators");
+        if (!s.onions.back().Valid())
+            throw Error("no memory for the drive's generators");
         s.onions.back().State().gen.seed = BandSeed(options.seed, band);
         s.bases.push_back(std::move(base));
         qv::math::AddRandomBandToTimeBuffer(s.onions.back().State(), warmUp.data(), n, s.bases.back().data(),
@@ -94,26 +101,41 @@ DriveGenerator::DriveGenerator(const ProfileTable& profile, const DriveOptions& 
 
 DriveGenerator::~DriveGenerator() = default;
 
-int DriveGenerator::Next(float* out) {
+int DriveGenerator::Next(float* out)
+{
     State& s = *state_;
     const int n = s.axis.frameSize;
     qv::math::ArrayInit(out, n, 0.0f);
     for (size_t b = 0; b < s.onions.size(); ++b)
         qv::math::AddRandomBandToTimeBuffer(s.onions[b].State(), out, n, s.bases[b].data(), s.scratch.data());
-    if (s.clipLimit > 0.0f) return qv::math::SigmaClip(out, n, qv::DriveClipSigma, s.clipLimit);
+    if (s.clipLimit > 0.0f)
+        return qv::math::SigmaClip(out, n, qv::DriveClipSigma, s.clipLimit);
     return 0;
 }
 
-int DriveGenerator::Bands() const { return static_cast<int>(state_->onions.size()); }
+int DriveGenerator::Bands() const
+{
+    return static_cast<int>(state_->onions.size());
+}
 
-double DriveGenerator::TargetRms() const { return state_->targetRms; }
+double DriveGenerator::TargetRms() const
+{
+    return state_->targetRms;
+}
 
-float DriveGenerator::ClipLimit() const { return state_->clipLimit; }
+float DriveGenerator::ClipLimit() const
+{
+    return state_->clipLimit;
+}
 
-const FrequencyAxis& DriveGenerator::Axis() const { return state_->axis; }
+const FrequencyAxis& DriveGenerator::Axis() const
+{
+    return state_->axis;
+}
 
 DriveReport GenerateDrive(const ProfileTable& profile, const DriveOptions& options, BlockSink& sink,
-                          const Progress& progress) {
+                          const Progress& progress)
+{
     if (!(options.seconds > 0.0) || !std::isfinite(options.seconds))
         throw Error("the drive's duration " + MessageNumber(options.seconds) + " s is not positive");
     DriveGenerator generator(profile, options);
@@ -139,7 +161,8 @@ DriveReport GenerateDrive(const ProfileTable& profile, const DriveOptions& optio
         sink.Write(block.data(), frames);
         check.Push(channels, frames);
         report.frames += frames;
-        if (progress) progress(static_cast<double>(report.frames) / static_cast<double>(total));
+        if (progress)
+            progress(static_cast<double>(report.frames) / static_cast<double>(total));
     }
     report.check = check.Result();
     report.check.channelNames = {"drive"};

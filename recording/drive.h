@@ -35,9 +35,9 @@ namespace rec {
 struct DriveOptions {
     double sampleRate = 51200.0;
     double seconds = 60.0;
-    int frameSize = 8192;      // samples of each base period, a power of two from 4 to 32768
-    double clipSigma = 0.0;    // clip at this multiple of the profile's RMS; 0 for no clip
-    unsigned int seed = 1;     // random phases and restarts; the same seed gives the same drive
+    int frameSize = 8192;    // samples of each base period, a power of two from 4 to 32768
+    double clipSigma = 0.0;  // clip at this multiple of the profile's RMS; 0 for no clip
+    unsigned int seed = 1;   // random phases and restarts; the same seed gives the same drive
 };
 
 // Makes a drive block by block.
@@ -67,13 +67,13 @@ private:
 };
 
 struct DriveReport {
-    int64_t frames = 0;      // samples written
+    int64_t frames = 0;  // samples written
     int bands = 0;
-    int64_t clipped = 0;     // samples clipped
+    int64_t clipped = 0;  // samples clipped
     double targetRms = 0.0;
     double clipLimit = 0.0;
-    PsdResult check;         // PSD of the drive as written: frames of frameSize, Hann, 50 % overlap, all lines
-    ProfileCheck comparison; // the check against the profile
+    PsdResult check;          // PSD of the drive as written: frames of frameSize, Hann, 50 % overlap, all lines
+    ProfileCheck comparison;  // the check against the profile
 };
 
 // Writes a drive of `seconds` (floor(seconds * sampleRate) samples, one

@@ -17,10 +17,15 @@ namespace {
 const char* const kTypeNames[] = {"butterworth", "bessel", "chebyshev"};
 const char* const kShapeNames[] = {"lowpass", "highpass", "bandpass", "bandstop"};
 
-bool IsBand(CTimeFilter::Shape shape) { return shape == CTimeFilter::BandPass || shape == CTimeFilter::BandStop; }
+bool IsBand(CTimeFilter::Shape shape)
+{
+    return shape == CTimeFilter::BandPass || shape == CTimeFilter::BandStop;
+}
 
-void Validate(const FilterDesign& d, double sampleRate) {
-    if (d.order < 1 || d.order > 10) throw Error("filter order " + std::to_string(d.order) + " is not from 1 to 10");
+void Validate(const FilterDesign& d, double sampleRate)
+{
+    if (d.order < 1 || d.order > 10)
+        throw Error("filter order " + std::to_string(d.order) + " is not from 1 to 10");
     if (!(sampleRate > 0.0) || !std::isfinite(sampleRate))
         throw Error("the sample rate " + MessageNumber(sampleRate) + " is not positive");
     const double nyquist = sampleRate / 2.0;
@@ -32,41 +37,56 @@ void Validate(const FilterDesign& d, double sampleRate) {
         if (!(d.f2 > 0.0f) || !(static_cast<double>(d.f2) < nyquist))
             throw Error("the upper band edge " + MessageNumber(static_cast<double>(d.f2)) +
                         " Hz is not between 0 and half the sample rate (" + MessageNumber(nyquist) + " Hz)");
-        if (d.f1 == d.f2) throw Error("the band edges are both " + MessageNumber(static_cast<double>(d.f1)) + " Hz");
+        if (d.f1 == d.f2)
+            throw Error("the band edges are both " + MessageNumber(static_cast<double>(d.f1)) + " Hz");
     }
     if (d.type == CTimeFilter::Chebyshev && !(d.rippleDb < 0.0f))
         throw Error("the Chebyshev ripple " + MessageNumber(static_cast<double>(d.rippleDb)) + " dB is not below 0");
 }
 
-std::string DesignRefused(int code) {
+std::string DesignRefused(int code)
+{
     switch (code) {
-        case -3:
-        case -4: return "the Chebyshev ripple gives no design";
-        default: return "the band edges, after the design's limits, do not fit between 0 and half the sample rate";
+    case -3:
+    case -4:
+        return "the Chebyshev ripple gives no design";
+    default:
+        return "the band edges, after the design's limits, do not fit between 0 and half the sample rate";
     }
 }
 
-ResponsePoint Point(double frequency, complexd h) {
+ResponsePoint Point(double frequency, complexd h)
+{
     return ResponsePoint{frequency, qv::math::ComplexHypot(h), qv::math::ComplexPhase(h.re, h.im)};
 }
 
 }  // namespace
 
-CTimeFilter::Type ParseFilterType(const std::string& name) {
+CTimeFilter::Type ParseFilterType(const std::string& name)
+{
     for (int i = 0; i < 3; ++i)
-        if (name == kTypeNames[i]) return static_cast<CTimeFilter::Type>(i);
+        if (name == kTypeNames[i])
+            return static_cast<CTimeFilter::Type>(i);
     throw Error("unknown filter type '" + name + "': choose butterworth, bessel or chebyshev");
 }
 
-CTimeFilter::Shape ParseFilterShape(const std::string& name) {
+CTimeFilter::Shape ParseFilterShape(const std::string& name)
+{
     for (int i = 0; i < 4; ++i)
-        if (name == kShapeNames[i]) return static_cast<CTimeFilter::Shape>(i);
+        if (name == kShapeNames[i])
+            return static_cast<CTimeFilter::Shape>(i);
     throw Error("unknown filter shape '" + name + "': choose lowpass, highpass, bandpass or bandstop");
 }
 
-std::string FilterTypeName(CTimeFilter::Type type) { return kTypeNames[static_cast<int>(type)]; }
+std::string FilterTypeName(CTimeFilter::Type type)
+{
+    return kTypeNames[static_cast<int>(type)];
+}
 
-std::string FilterShapeName(CTimeFilter::Shape shape) { return kShapeNames[static_cast<int>(shape)]; }
+std::string FilterShapeName(CTimeFilter::Shape shape)
+{
+    return kShapeNames[static_cast<int>(shape)];
+}
 
 struct RecordFilter::State {
     FilterDesign design;
@@ -75,7 +95,8 @@ struct RecordFilter::State {
     std::vector<CTimeFilter> direct;
 };
 
-RecordFilter::RecordFilter(const FilterDesign& design, double sampleRate, int channels) : state_(new State) {
+RecordFilter::RecordFilter(const FilterDesign& design, double sampleRate, int channels) : state_(new State)
+{
     Validate(design, sampleRate);
     State& s = *state_;
     s.design = design;
@@ -87,40 +108,48 @@ RecordFilter::RecordFilter(const FilterDesign& design, double sampleRate, int ch
         filter.rippleDb = design.rippleDb;
         filter.Initialize(design.f1, f2, rate, design.type, design.shape, design.order);
         if (filter.unstable)
-            throw Error("the direct form of this " + FilterTypeName(design.type) + " " +
-                        FilterShapeName(design.shape) + " of order " + std::to_string(design.order) +
+            throw Error("the direct form of this " + FilterTypeName(design.type) + " " + FilterShapeName(design.shape) +
+                        " of order " + std::to_string(design.order) +
                         " is unstable: run it as second-order sections (leave out the direct form)");
         s.direct.assign(static_cast<size_t>(channels), filter);
     } else {
         CSectionFilter filter;
-        const int code = filter.Initialize(design.f1, f2, rate, design.type, design.shape, design.order,
-                                           design.rippleDb);
-        if (code != 0) throw Error("filter design refused: " + DesignRefused(code));
+        const int code =
+            filter.Initialize(design.f1, f2, rate, design.type, design.shape, design.order, design.rippleDb);
+        if (code != 0)
+            throw Error("filter design refused: " + DesignRefused(code));
         s.sections.assign(static_cast<size_t>(channels), filter);
     }
 }
 
 RecordFilter::~RecordFilter() = default;
 
-void RecordFilter::Process(float* const* data, int frames) {
+void RecordFilter::Process(float* const* data, int frames)
+{
     State& s = *state_;
-    for (size_t c = 0; c < s.sections.size(); ++c) s.sections[c].Apply(data[c], frames);
-    for (size_t c = 0; c < s.direct.size(); ++c) s.direct[c].Apply(data[c], frames);
+    for (size_t c = 0; c < s.sections.size(); ++c)
+        s.sections[c].Apply(data[c], frames);
+    for (size_t c = 0; c < s.direct.size(); ++c)
+        s.direct[c].Apply(data[c], frames);
 }
 
-float RecordFilter::F1() const {
+float RecordFilter::F1() const
+{
     const State& s = *state_;
     return s.direct.empty() ? s.sections[0].F1() : s.direct[0].f1;
 }
 
-float RecordFilter::F2() const {
+float RecordFilter::F2() const
+{
     const State& s = *state_;
     return s.direct.empty() ? s.sections[0].F2() : s.direct[0].f2;
 }
 
-ResponsePoint RecordFilter::Response(double frequency) const {
+ResponsePoint RecordFilter::Response(double frequency) const
+{
     const State& s = *state_;
-    if (s.direct.empty()) return Point(frequency, s.sections[0].Response(frequency));
+    if (s.direct.empty())
+        return Point(frequency, s.sections[0].Response(frequency));
     // y[n] = sum xcoeffs[i] x[n - (numZeros - i)] + sum ycoeffs[i] y[n - (numPoles - i)],
     // with the input scaled by gain.
     const CTimeFilter& f = s.direct[0];
@@ -134,7 +163,8 @@ ResponsePoint RecordFilter::Response(double frequency) const {
     return Point(frequency, static_cast<double>(f.gain) * (num / den));
 }
 
-std::vector<ResponsePoint> RecordFilter::ResponseCurve(int count) const {
+std::vector<ResponsePoint> RecordFilter::ResponseCurve(int count) const
+{
     const double low = state_->sampleRate / 10000.0;
     const double high = state_->sampleRate / 2.0 * 0.999;
     std::vector<ResponsePoint> curve;
@@ -145,8 +175,9 @@ std::vector<ResponsePoint> RecordFilter::ResponseCurve(int count) const {
     return curve;
 }
 
-void FilterRecord(BlockSource& source, const std::vector<int>& channels, const FilterDesign& design,
-                  BlockSink& sink, const Progress& progress, int blockFrames) {
+void FilterRecord(BlockSource& source, const std::vector<int>& channels, const FilterDesign& design, BlockSink& sink,
+                  const Progress& progress, int blockFrames)
+{
     ChannelReader reader(source, channels, blockFrames);
     const int count = reader.ChannelCount();
     RecordFilter filter(design, source.Info().sampleRate, count);
@@ -155,7 +186,8 @@ void FilterRecord(BlockSource& source, const std::vector<int>& channels, const F
         filter.Process(reader.Channels(), n);
         Interleave(reader.Channels(), count, n, out.data());
         sink.Write(out.data(), n);
-        if (progress) progress(source.Fraction());
+        if (progress)
+            progress(source.Fraction());
     }
     sink.Finish();
 }

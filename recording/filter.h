@@ -25,11 +25,11 @@ namespace rec {
 struct FilterDesign {
     qv::math::CTimeFilter::Type type = qv::math::CTimeFilter::Butterworth;
     qv::math::CTimeFilter::Shape shape = qv::math::CTimeFilter::LowPass;
-    int order = 4;                // 1 to 10
-    float f1 = 1000.0f;           // corner, or the lower band edge, Hz
-    float f2 = 0.0f;              // upper band edge of a band shape, Hz
-    float rippleDb = -1.0f;       // Chebyshev pass-band ripple, dB, below 0
-    bool directForm = false;      // the exact direct form instead of sections
+    int order = 4;            // 1 to 10
+    float f1 = 1000.0f;       // corner, or the lower band edge, Hz
+    float f2 = 0.0f;          // upper band edge of a band shape, Hz
+    float rippleDb = -1.0f;   // Chebyshev pass-band ripple, dB, below 0
+    bool directForm = false;  // the exact direct form instead of sections
 };
 
 // Characteristic from its name (butterworth, bessel, chebyshev) and shape
@@ -81,8 +81,8 @@ private:
 // Filters the chosen channels of a record into sink (one output channel per
 // chosen channel, in order) and finishes it. Throws Error, and then leaves
 // the sink unfinished.
-void FilterRecord(BlockSource& source, const std::vector<int>& channels, const FilterDesign& design,
-                  BlockSink& sink, const Progress& progress = {}, int blockFrames = kDefaultBlockFrames);
+void FilterRecord(BlockSource& source, const std::vector<int>& channels, const FilterDesign& design, BlockSink& sink,
+                  const Progress& progress = {}, int blockFrames = kDefaultBlockFrames);
 
 }  // namespace rec
 }  // namespace numora

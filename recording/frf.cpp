@@ -26,7 +26,8 @@ struct FrfAverager::State {
     int64_t averages = 0;
     std::unique_ptr<Framer> framer;
 
-    void OnFrame(const float* const* frame) {
+    void OnFrame(const float* const* frame)
+    {
         const int frameNumber = averages >= INT32_MAX ? INT32_MAX : static_cast<int>(averages + 1);
         const QV_ACQFRAME_AVGMODE mode = detail::LibraryMode(options.averaging);
         const int lines = axis.Lines();
@@ -34,17 +35,17 @@ struct FrfAverager::State {
         std::memcpy(response.data(), frame[1], response.size() * sizeof(float));
         qv::math::TIMtoCPS(response.data(), reference.data(), cps.data(), axis.deltaF, mode,
                            detail::LibraryWindow(options.window), QV_WINDOWSCALE_POWER, 0.0f, 0, QV_WEIGHT_NONE,
-                           axis.frameSize, lines, frameNumber, options.expFrames, axis.scaleFactor,
-                           &window.setup);
-        qv::math::FFTtoAPS(reinterpret_cast<complex*>(response.data()), apsResponse.data(), lines, mode,
-                           frameNumber, options.expFrames, nullptr);
-        qv::math::FFTtoAPS(reinterpret_cast<complex*>(reference.data()), apsReference.data(), lines, mode,
-                           frameNumber, options.expFrames, nullptr);
+                           axis.frameSize, lines, frameNumber, options.expFrames, axis.scaleFactor, &window.setup);
+        qv::math::FFTtoAPS(reinterpret_cast<complex*>(response.data()), apsResponse.data(), lines, mode, frameNumber,
+                           options.expFrames, nullptr);
+        qv::math::FFTtoAPS(reinterpret_cast<complex*>(reference.data()), apsReference.data(), lines, mode, frameNumber,
+                           options.expFrames, nullptr);
         ++averages;
     }
 };
 
-FrfAverager::FrfAverager(double sampleRate, const SpectrumOptions& options) : state_(new State) {
+FrfAverager::FrfAverager(double sampleRate, const SpectrumOptions& options) : state_(new State)
+{
     State& s = *state_;
     s.options = options;
     s.axis = MakeFrequencyAxis(sampleRate, options.frameSize, options.fullBand);
@@ -65,16 +66,22 @@ FrfAverager::FrfAverager(double sampleRate, const SpectrumOptions& options) : st
 
 FrfAverager::~FrfAverager() = default;
 
-void FrfAverager::Push(const float* reference, const float* response, int frames) {
+void FrfAverager::Push(const float* reference, const float* response, int frames)
+{
     const float* data[2] = {reference, response};
     state_->framer->Push(data, frames);
 }
 
-int64_t FrfAverager::Averages() const { return state_->averages; }
+int64_t FrfAverager::Averages() const
+{
+    return state_->averages;
+}
 
-FrfResult FrfAverager::Result() const {
+FrfResult FrfAverager::Result() const
+{
     const State& s = *state_;
-    if (s.averages == 0) throw Error("no whole frame of " + std::to_string(s.axis.frameSize) + " samples yet");
+    if (s.averages == 0)
+        throw Error("no whole frame of " + std::to_string(s.axis.frameSize) + " samples yet");
     const int lines = s.axis.Lines();
     FrfResult r;
     r.axis = s.axis;
@@ -100,7 +107,8 @@ FrfResult FrfAverager::Result() const {
 }
 
 FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& response, int responseChannel,
-                     const SpectrumOptions& options, const Progress& progress, int blockFrames) {
+                     const SpectrumOptions& options, const Progress& progress, int blockFrames)
+{
     const RecordInfo& refInfo = reference.Info();
     const RecordInfo& respInfo = response.Info();
     CheckChannel(refInfo, referenceChannel);
@@ -114,7 +122,8 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
         ChannelReader reader(reference, {referenceChannel, responseChannel}, blockFrames);
         while (const int n = reader.Next()) {
             averager.Push(reader.Channel(0), reader.Channel(1), n);
-            if (progress) progress(reference.Fraction());
+            if (progress)
+                progress(reference.Fraction());
         }
         frames = reader.FramesRead();
     } else {
@@ -122,9 +131,11 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
         ChannelReader resp(response, {responseChannel}, blockFrames);
         while (true) {
             const int n = std::min(ref.Next(), resp.Next());
-            if (n == 0) break;
+            if (n == 0)
+                break;
             averager.Push(ref.Channel(0), resp.Channel(0), n);
-            if (progress) progress(std::max(reference.Fraction(), response.Fraction()));
+            if (progress)
+                progress(std::max(reference.Fraction(), response.Fraction()));
         }
         frames = std::min(ref.FramesRead(), resp.FramesRead());
     }
@@ -138,7 +149,8 @@ FrfResult MeasureFrf(BlockSource& reference, int referenceChannel, BlockSource& 
 }
 
 FrfResult MeasureFrf(const float* reference, const float* response, int64_t frames, double sampleRate,
-                     const SpectrumOptions& options) {
+                     const SpectrumOptions& options)
+{
     FrfAverager averager(sampleRate, options);
     for (int64_t done = 0; done < frames;) {
         const int n = static_cast<int>(std::min<int64_t>(frames - done, kMemoryPieceFrames));

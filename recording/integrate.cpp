@@ -17,8 +17,8 @@ constexpr double kStandardGravity = 9.80665;
 
 }  // namespace
 
-IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds,
-                                       double sampleRate) {
+IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds, double sampleRate)
+{
     const UnitMatch match = RequireUnit(unit);
     if (match.unit.type != 1 || !match.hasRow)
         throw Error("integrate takes an acceleration, and '" + unit + "' is " +
@@ -34,13 +34,14 @@ IntegrationOptions AccelerationOptions(const std::string& unit, bool english, do
 
 IntegrationReport IntegrateRecord(BlockSource& source, const std::vector<int>& channels,
                                   const IntegrationOptions& options, BlockSink& sink, const Progress& progress,
-                                  float scale) {
+                                  float scale)
+{
     const RecordInfo& info = source.Info();
     const double rate = info.sampleRate;
     if (!(options.accelerationToSi > 0.0) || !std::isfinite(options.accelerationToSi))
         throw Error("the acceleration factor " + MessageNumber(options.accelerationToSi) + " is not positive");
-    const int block = options.blockFrames > 0 ? options.blockFrames
-                                              : std::max(1, static_cast<int>(qv::math::Round(rate)));
+    const int block =
+        options.blockFrames > 0 ? options.blockFrames : std::max(1, static_cast<int>(qv::math::Round(rate)));
     // The drift window of the run, a tenth of a second less one sample.
     const int window = static_cast<int>(qv::math::Round(rate * 0.1)) - 1;
 
@@ -97,13 +98,16 @@ IntegrationReport IntegrateRecord(BlockSource& source, const std::vector<int>& c
     };
     while (const int n = reader.Next()) {
         // A last block too short for the drift window joins the one before.
-        if (pending > 0 && n > window) integrate();
+        if (pending > 0 && n > window)
+            integrate();
         for (int c = 0; c < count; ++c)
             std::copy_n(reader.Channel(c), n, accel[static_cast<size_t>(c)].data() + pending);
         pending += n;
-        if (progress) progress(source.Fraction());
+        if (progress)
+            progress(source.Fraction());
     }
-    if (pending > 0) integrate();
+    if (pending > 0)
+        integrate();
 
     for (int c = 0; c < count; ++c) {
         const qv::math::SCAN_UNIT_LIMITS& run = runs[static_cast<size_t>(c)];

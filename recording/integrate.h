@@ -37,8 +37,7 @@ struct IntegrationOptions {
 // in blocks of blockSeconds at sampleRate: trunc(blockSeconds * sampleRate
 // + 0.5) samples, at least one. Throws Error for a unit that is not an
 // acceleration or a block that is not positive.
-IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds,
-                                       double sampleRate);
+IntegrationOptions AccelerationOptions(const std::string& unit, bool english, double blockSeconds, double sampleRate);
 
 // Limits of one channel over the run.
 struct ChannelLimits {

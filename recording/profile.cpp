@@ -18,17 +18,21 @@ constexpr int kMaxPoints = 500;
 constexpr float kFloor = 1e-30f;
 constexpr double kMaxLimitDb = 100.0;  // what the library writes outside a table or for a limit that is off
 
-std::string Where(const ProfileTable& profile, size_t i) {
+std::string Where(const ProfileTable& profile, size_t i)
+{
     const ProfilePoint& p = profile.points[i];
-    if (p.sourceLine > 0) return profile.name + ":" + std::to_string(p.sourceLine) + ": ";
+    if (p.sourceLine > 0)
+        return profile.name + ":" + std::to_string(p.sourceLine) + ": ";
     return profile.name + ": breakpoint " + std::to_string(i + 1) + ": ";
 }
 
 }  // namespace
 
-void ProfileTable::Validate() const {
+void ProfileTable::Validate() const
+{
     const size_t n = points.size();
-    if (n < 2) throw Error(name + ": a profile needs at least 2 breakpoints, not " + std::to_string(n));
+    if (n < 2)
+        throw Error(name + ": a profile needs at least 2 breakpoints, not " + std::to_string(n));
     if (n > kMaxPoints)
         throw Error(name + ": a profile holds at most " + std::to_string(kMaxPoints) + " breakpoints, not " +
                     std::to_string(n));
@@ -37,7 +41,8 @@ void ProfileTable::Validate() const {
         const ProfilePoint& p = points[i];
         const float frequency = static_cast<float>(p.frequency), level = static_cast<float>(p.level);
         if (!std::isfinite(frequency) || frequency < 0.0f)
-            throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " is not a frequency of 0 or above");
+            throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) +
+                        " is not a frequency of 0 or above");
         if (i > 0 && !(frequency > static_cast<float>(points[i - 1].frequency)))
             throw Error(Where(*this, i) + "frequency " + MessageNumber(p.frequency) + " Hz does not rise above the " +
                         MessageNumber(points[i - 1].frequency) + " Hz before it: breakpoints must ascend");
@@ -49,7 +54,8 @@ void ProfileTable::Validate() const {
             throw Error(Where(*this, i) + "abort limit " + MessageNumber(p.abortDb) + " dB is not from 0 to 100 dB");
     }
     for (size_t i = 1; i < n; ++i) {
-        if (points[i].segment != Segment::Log) continue;
+        if (points[i].segment != Segment::Log)
+            continue;
         for (size_t end : {i - 1, i}) {
             if (!(static_cast<float>(points[end].level) > 0.0f))
                 throw Error(Where(*this, end) + "level " + MessageNumber(points[end].level) +
@@ -61,19 +67,24 @@ void ProfileTable::Validate() const {
     }
 }
 
-bool ProfileTable::HasAlarm() const {
+bool ProfileTable::HasAlarm() const
+{
     for (const ProfilePoint& p : points)
-        if (p.alarmDb > 0.0) return true;
+        if (p.alarmDb > 0.0)
+            return true;
     return false;
 }
 
-bool ProfileTable::HasAbort() const {
+bool ProfileTable::HasAbort() const
+{
     for (const ProfilePoint& p : points)
-        if (p.abortDb > 0.0) return true;
+        if (p.abortDb > 0.0)
+            return true;
     return false;
 }
 
-ProfileCurves EvaluateProfile(const ProfileTable& profile, const FrequencyAxis& axis) {
+ProfileCurves EvaluateProfile(const ProfileTable& profile, const FrequencyAxis& axis)
+{
     profile.Validate();
     // The library's table takes amplitude decibels (10^(dB / 20) times the
     // level); a PSD is a power, so a power limit of d dB goes in as 2 d. An
@@ -103,7 +114,8 @@ ProfileCurves EvaluateProfile(const ProfileTable& profile, const FrequencyAxis& 
     curves.abortHigh.assign(lines, 0.0f);
     for (size_t k = 0; k < lines; ++k) {
         float frequency = static_cast<float>(axis.Frequency(static_cast<int>(k)));
-        if (!(frequency >= first && frequency <= last)) continue;
+        if (!(frequency >= first && frequency <= last))
+            continue;
         float level = 0.0f, alarm = 0.0f, abort = 0.0f;
         qv::math::Calc_Table_Curves(table.get(), &level, &alarm, &abort, &frequency, 1, 0);
         if (!std::isfinite(level) || !std::isfinite(alarm) || !std::isfinite(abort))
@@ -115,18 +127,19 @@ ProfileCurves EvaluateProfile(const ProfileTable& profile, const FrequencyAxis& 
         if (alarm != kFloor) {
             curves.alarmHigh[k] = alarm;
             curves.alarmLow[k] = static_cast<float>(static_cast<double>(level) * static_cast<double>(level) /
-                                                        static_cast<double>(alarm));
+                                                    static_cast<double>(alarm));
         }
         if (abort != kFloor) {
             curves.abortHigh[k] = abort;
             curves.abortLow[k] = static_cast<float>(static_cast<double>(level) * static_cast<double>(level) /
-                                                        static_cast<double>(abort));
+                                                    static_cast<double>(abort));
         }
     }
     return curves;
 }
 
-ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const ProfileTable& profile) {
+ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const ProfileTable& profile)
+{
     ProfileCheck check;
     check.curves = EvaluateProfile(profile, result.axis);
     const std::vector<float>& psd = result.psd[static_cast<size_t>(channel)];
@@ -134,8 +147,10 @@ ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const Prof
     int firstLine = -1, lastLine = -1;
     for (int k = 1; k <= result.axis.lastLine; ++k) {
         const size_t i = static_cast<size_t>(k);
-        if (!c.inside[i] || !(c.level[i] > 0.0f)) continue;
-        if (firstLine < 0) firstLine = k;
+        if (!c.inside[i] || !(c.level[i] > 0.0f))
+            continue;
+        if (firstLine < 0)
+            firstLine = k;
         lastLine = k;
         ++check.linesCompared;
         const double db = static_cast<double>(qv::math::DB10log(psd[i] / c.level[i]));
@@ -143,14 +158,17 @@ ProfileCheck CompareWithProfile(const PsdResult& result, int channel, const Prof
             check.worstDb = db;
             check.worstFrequency = result.axis.Frequency(k);
         }
-        if (c.alarmHigh[i] > 0.0f && (psd[i] > c.alarmHigh[i] || psd[i] < c.alarmLow[i])) ++check.beyondAlarm;
-        if (c.abortHigh[i] > 0.0f && (psd[i] > c.abortHigh[i] || psd[i] < c.abortLow[i])) ++check.beyondAbort;
+        if (c.alarmHigh[i] > 0.0f && (psd[i] > c.alarmHigh[i] || psd[i] < c.alarmLow[i]))
+            ++check.beyondAlarm;
+        if (c.abortHigh[i] > 0.0f && (psd[i] > c.abortHigh[i] || psd[i] < c.abortLow[i]))
+            ++check.beyondAbort;
     }
     if (check.linesCompared == 0)
         throw Error(profile.name + ": the profile (" + MessageNumber(profile.points.front().frequency) + " to " +
-                    MessageNumber(profile.points.back().frequency) + " Hz) holds no line of the spectrum (lines every " +
-                    MessageNumber(static_cast<double>(result.axis.deltaF)) + " Hz up to " + MessageNumber(result.axis.Frequency(result.axis.lastLine)) +
-                    " Hz)");
+                    MessageNumber(profile.points.back().frequency) +
+                    " Hz) holds no line of the spectrum (lines every " +
+                    MessageNumber(static_cast<double>(result.axis.deltaF)) + " Hz up to " +
+                    MessageNumber(result.axis.Frequency(result.axis.lastLine)) + " Hz)");
     check.referenceRms =
         static_cast<double>(qv::math::RMS_PSD_BLIM(c.level.data(), firstLine, lastLine, result.axis.deltaF));
     check.measuredRms = qv::math::RMS_APS_BLIM(result.aps[static_cast<size_t>(channel)].data(), firstLine, lastLine);

@@ -22,12 +22,12 @@ namespace rec {
 enum class Segment { Linear, Log };
 
 struct ProfilePoint {
-    double frequency = 0.0;            // Hz
-    double level = 0.0;                // PSD, unit^2/Hz
-    double alarmDb = 0.0;              // alarm limit, dB either side; 0 for none
-    double abortDb = 0.0;              // abort limit, dB either side; 0 for none
-    Segment segment = Segment::Log;    // the segment from the breakpoint before to this one
-    int sourceLine = 0;                // line in the file it came from, for messages; 0 for none
+    double frequency = 0.0;          // Hz
+    double level = 0.0;              // PSD, unit^2/Hz
+    double alarmDb = 0.0;            // alarm limit, dB either side; 0 for none
+    double abortDb = 0.0;            // abort limit, dB either side; 0 for none
+    Segment segment = Segment::Log;  // the segment from the breakpoint before to this one
+    int sourceLine = 0;              // line in the file it came from, for messages; 0 for none
 };
 
 struct ProfileTable {
@@ -51,10 +51,10 @@ struct ProfileTable {
 // profile's first to last breakpoint have level 0 and no limits; a limit
 // that is off is 0.
 struct ProfileCurves {
-    std::vector<char> inside;     // 1 for a line within the profile
-    std::vector<float> level;     // reference PSD
-    std::vector<float> alarmLow;  // level / 10^(alarm / 10)
-    std::vector<float> alarmHigh; // level * 10^(alarm / 10)
+    std::vector<char> inside;      // 1 for a line within the profile
+    std::vector<float> level;      // reference PSD
+    std::vector<float> alarmLow;   // level / 10^(alarm / 10)
+    std::vector<float> alarmHigh;  // level * 10^(alarm / 10)
     std::vector<float> abortLow;
     std::vector<float> abortHigh;
 };

@@ -28,8 +28,8 @@ constexpr int kMemoryPieceFrames = 1 << 30;
 
 // What a source knows about its record before the first read.
 struct RecordInfo {
-    std::string name;                       // for messages: the file name, or what the caller set
-    double sampleRate = 0.0;                // samples per second of each channel
+    std::string name;         // for messages: the file name, or what the caller set
+    double sampleRate = 0.0;  // samples per second of each channel
     int channels = 0;
     int64_t frames = -1;                    // frames in the record; -1 when unknown until the end
     std::vector<std::string> channelNames;  // one per channel, for messages and table headers
@@ -68,8 +68,7 @@ class ArraySource : public BlockSource {
 public:
     // Throws Error for a sample rate that is not positive and finite, fewer
     // than one channel, or a negative frame count.
-    ArraySource(const float* samples, int64_t frames, int channels, double sampleRate,
-                std::string name = "array");
+    ArraySource(const float* samples, int64_t frames, int channels, double sampleRate, std::string name = "array");
     const RecordInfo& Info() const override;
     int64_t Read(float* out, int64_t frames) override;
     double Fraction() const override;

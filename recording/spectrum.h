@@ -39,12 +39,12 @@ enum class Window { None, Hann, Hamming, Blackman, Harris, FlatTop };
 
 // Averaging of the frames of a record.
 enum class Averaging {
-    Linear,        // running mean of all frames
-    Exponential,   // the first frame, then each frame blended in with weight 1 / expFrames
-    PeakHold,      // every line keeps its largest power
-    MaxLine,       // the one frame whose largest line is the largest
-    MaxPower,      // the one frame with the largest total power in the band
-    MaxBand3,      // the one frame with the largest sum over three adjacent lines
+    Linear,       // running mean of all frames
+    Exponential,  // the first frame, then each frame blended in with weight 1 / expFrames
+    PeakHold,     // every line keeps its largest power
+    MaxLine,      // the one frame whose largest line is the largest
+    MaxPower,     // the one frame with the largest total power in the band
+    MaxBand3,     // the one frame with the largest sum over three adjacent lines
 };
 
 // Window from its name: none, hann, hamming, blackman, harris, flattop.
@@ -57,24 +57,24 @@ Averaging ParseAveraging(const std::string& name);
 std::string AveragingName(Averaging averaging);
 
 struct SpectrumOptions {
-    int frameSize = 4096;         // a power of two from 4 to 32768
-    double overlapPercent = 50.0; // 0 up to (not including) 100
+    int frameSize = 4096;          // a power of two from 4 to 32768
+    double overlapPercent = 50.0;  // 0 up to (not including) 100
     Window window = Window::Hann;
     Averaging averaging = Averaging::Linear;
-    int expFrames = 8;            // frames of the exponential average
-    bool fullBand = false;        // keep lines up to frameSize / 2 - 1, not only the anti-aliased band
+    int expFrames = 8;      // frames of the exponential average
+    bool fullBand = false;  // keep lines up to frameSize / 2 - 1, not only the anti-aliased band
 };
 
 // Lines of a spectrum: line k at k * deltaF Hz, for k = 0 to lastLine.
 struct FrequencyAxis {
     double sampleRate = 0.0;
     int frameSize = 0;
-    float deltaF = 0.0f;      // sampleRate / frameSize, rounded to float as the library's frames have it
-    int lastLine = 0;         // last line kept
-    float scaleFactor = 0.0f; // RMS line scaling of the frame chain (sqrt(2) / 2 in float)
+    float deltaF = 0.0f;       // sampleRate / frameSize, rounded to float as the library's frames have it
+    int lastLine = 0;          // last line kept
+    float scaleFactor = 0.0f;  // RMS line scaling of the frame chain (sqrt(2) / 2 in float)
 
-    int Lines() const;                // lastLine + 1
-    double Frequency(int line) const; // line * deltaF, in double
+    int Lines() const;                 // lastLine + 1
+    double Frequency(int line) const;  // line * deltaF, in double
 };
 
 // The axis of frames of frameSize samples at sampleRate, from
@@ -86,12 +86,12 @@ FrequencyAxis MakeFrequencyAxis(double sampleRate, int frameSize, bool fullBand)
 // Averaged spectra of one or more channels.
 struct PsdResult {
     FrequencyAxis axis;
-    int64_t samples = 0;                    // samples of each channel read
-    int64_t averages = 0;                   // frames averaged
+    int64_t samples = 0;   // samples of each channel read
+    int64_t averages = 0;  // frames averaged
     std::vector<std::string> channelNames;
-    std::vector<std::vector<float>> aps;    // per channel, power per line (RMS), lines 0 .. lastLine
-    std::vector<std::vector<float>> psd;    // per channel, power per hertz, lines 0 .. lastLine
-    std::vector<double> overallRms;         // per channel, RMS of lines 1 .. lastLine
+    std::vector<std::vector<float>> aps;  // per channel, power per line (RMS), lines 0 .. lastLine
+    std::vector<std::vector<float>> psd;  // per channel, power per hertz, lines 0 .. lastLine
+    std::vector<double> overallRms;       // per channel, RMS of lines 1 .. lastLine
 };
 
 // RMS of the lines of channel `channel` nearest fLow .. fHigh (line 0 left

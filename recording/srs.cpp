@@ -17,7 +17,8 @@ constexpr int kMaxBands = 1000;  // what the library's spectra hold
 using SrsFunction = int (*)(const float*, int, float, float, QV_SRS_TYPE, int, float, float*, float*, float*, float*,
                             float*, float*, float*, float*, float, float, float, float);
 
-void CheckOptions(const SrsOptions& o, double sampleRate) {
+void CheckOptions(const SrsOptions& o, double sampleRate)
+{
     if (!(o.q > 0.5) || !std::isfinite(o.q))
         throw Error("Q " + MessageNumber(o.q) + " is not above 0.5 (the damping 1 / 2Q must stay below 1)");
     if (o.bandsPerOctave < 1 || o.bandsPerOctave > 1000)
@@ -34,29 +35,41 @@ void CheckOptions(const SrsOptions& o, double sampleRate) {
 
 }  // namespace
 
-SrsFilter ParseSrsFilter(const std::string& name) {
-    if (name == "iso") return SrsFilter::RampInvariant;
-    if (name == "impulse") return SrsFilter::ImpulseInvariant;
+SrsFilter ParseSrsFilter(const std::string& name)
+{
+    if (name == "iso")
+        return SrsFilter::RampInvariant;
+    if (name == "impulse")
+        return SrsFilter::ImpulseInvariant;
     throw Error("unknown SRS filter '" + name + "': choose iso (ramp-invariant, ISO 18431-4) or impulse");
 }
 
-SrsSeries ParseSrsSeries(const std::string& name) {
-    if (name == "ansi") return SrsSeries::Ansi;
-    if (name == "acoustic") return SrsSeries::Acoustic;
+SrsSeries ParseSrsSeries(const std::string& name)
+{
+    if (name == "ansi")
+        return SrsSeries::Ansi;
+    if (name == "acoustic")
+        return SrsSeries::Acoustic;
     throw Error("unknown band series '" + name + "': choose ansi or acoustic");
 }
 
-SrsResponse ParseSrsResponse(const std::string& name) {
-    if (name == "absolute") return SrsResponse::AbsoluteAcceleration;
-    if (name == "relative") return SrsResponse::RelativeDisplacement;
+SrsResponse ParseSrsResponse(const std::string& name)
+{
+    if (name == "absolute")
+        return SrsResponse::AbsoluteAcceleration;
+    if (name == "relative")
+        return SrsResponse::RelativeDisplacement;
     throw Error("unknown SRS response '" + name + "': choose absolute or relative");
 }
 
 SrsResult ComputeSrs(const float* samples, int64_t n, double sampleRate, const SrsOptions& options,
-                     const Progress& progress) {
+                     const Progress& progress)
+{
     CheckOptions(options, sampleRate);
-    if (n < 2) throw Error("a shock response spectrum needs at least 2 samples, not " + std::to_string(n));
-    if (n > INT_MAX) throw Error("a shock response spectrum takes at most " + std::to_string(INT_MAX) + " samples");
+    if (n < 2)
+        throw Error("a shock response spectrum needs at least 2 samples, not " + std::to_string(n));
+    if (n > INT_MAX)
+        throw Error("a shock response spectrum takes at most " + std::to_string(INT_MAX) + " samples");
     for (int64_t i = 0; i < n; ++i)
         if (!std::isfinite(samples[i]))
             throw Error("sample " + std::to_string(i) + " (" + MessageNumber(static_cast<double>(i) / sampleRate) +
@@ -90,34 +103,40 @@ SrsResult ComputeSrs(const float* samples, int64_t n, double sampleRate, const S
     // starts with that band (and holds more only below band 1).
     for (int b = 0; b < count; ++b) {
         const float f = frequencies[static_cast<size_t>(b)];
-        const int got = run(samples, static_cast<int>(n), rate, damping, type, bands, 0.0f, a, a + kMaxBands,
-                            a + 2 * kMaxBands, a + 3 * kMaxBands, a + 4 * kMaxBands, a + 5 * kMaxBands,
-                            a + 6 * kMaxBands, a + 7 * kMaxBands, f, f, static_cast<float>(options.startMs),
-                            static_cast<float>(options.endMs));
-        if (got < 1 || a[7 * kMaxBands] != f) throw Error("the band at " + MessageNumber(static_cast<double>(f)) + " Hz was not computed");
-        for (int s = 0; s < 8; ++s) spectra[s]->push_back(a[s * kMaxBands]);
-        if (progress) progress(static_cast<double>(b + 1) / static_cast<double>(count));
+        const int got =
+            run(samples, static_cast<int>(n), rate, damping, type, bands, 0.0f, a, a + kMaxBands, a + 2 * kMaxBands,
+                a + 3 * kMaxBands, a + 4 * kMaxBands, a + 5 * kMaxBands, a + 6 * kMaxBands, a + 7 * kMaxBands, f, f,
+                static_cast<float>(options.startMs), static_cast<float>(options.endMs));
+        if (got < 1 || a[7 * kMaxBands] != f)
+            throw Error("the band at " + MessageNumber(static_cast<double>(f)) + " Hz was not computed");
+        for (int s = 0; s < 8; ++s)
+            spectra[s]->push_back(a[s * kMaxBands]);
+        if (progress)
+            progress(static_cast<double>(b + 1) / static_cast<double>(count));
     }
     return r;
 }
 
 SrsResult MeasureSrs(BlockSource& source, int channel, const SrsOptions& options, const Progress& progress,
-                     int blockFrames, float scale) {
+                     int blockFrames, float scale)
+{
     const RecordInfo& info = source.Info();
     CheckOptions(options, info.sampleRate);
     // The stretch ends at sample trunc(rate * end / 1000 + 0.5); one more is read for the rounding.
-    const int64_t need = options.endMs > 0.0
-                             ? static_cast<int64_t>(info.sampleRate * options.endMs / 1000.0 + 0.5) + 2
-                             : INT64_MAX;
+    const int64_t need =
+        options.endMs > 0.0 ? static_cast<int64_t>(info.sampleRate * options.endMs / 1000.0 + 0.5) + 2 : INT64_MAX;
     ChannelReader reader(source, {channel}, blockFrames, scale);
     std::vector<float> samples;
-    if (info.frames > 0) samples.reserve(static_cast<size_t>(std::min(need, info.frames)));
+    if (info.frames > 0)
+        samples.reserve(static_cast<size_t>(std::min(need, info.frames)));
     while (static_cast<int64_t>(samples.size()) < need) {
         const int n = reader.Next();
-        if (n == 0) break;
+        if (n == 0)
+            break;
         samples.insert(samples.end(), reader.Channel(0), reader.Channel(0) + n);
     }
-    if (static_cast<int64_t>(samples.size()) > need) samples.resize(static_cast<size_t>(need));
+    if (static_cast<int64_t>(samples.size()) > need)
+        samples.resize(static_cast<size_t>(need));
     SrsResult r = ComputeSrs(samples.data(), static_cast<int64_t>(samples.size()), info.sampleRate, options, progress);
     r.channelName = info.channelNames[static_cast<size_t>(channel)];
     return r;

@@ -33,13 +33,13 @@ SrsSeries ParseSrsSeries(const std::string& name);
 SrsResponse ParseSrsResponse(const std::string& name);
 
 struct SrsOptions {
-    double q = 10.0;             // quality factor; damping 1 / (2 q), q above 0.5
+    double q = 10.0;  // quality factor; damping 1 / (2 q), q above 0.5
     int bandsPerOctave = 12;
     double fLow = 10.0, fHigh = 10000.0;  // Hz
     SrsFilter filter = SrsFilter::RampInvariant;
     SrsSeries series = SrsSeries::Ansi;
     SrsResponse response = SrsResponse::AbsoluteAcceleration;
-    double startMs = 0.0, endMs = 0.0;    // the stretch; an end of 0 means the last sample
+    double startMs = 0.0, endMs = 0.0;  // the stretch; an end of 0 means the last sample
 };
 
 // The seven spectra, one value per band, lowest frequency first; negative

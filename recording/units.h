@@ -11,13 +11,13 @@ namespace numora {
 namespace rec {
 
 struct UnitInfo {
-    std::string name;       // the unit's key, e.g. "in/s"
-    std::string quantity;   // what it measures, e.g. "Velocity"
-    std::string siUnit;     // its SI unit, e.g. "m/s"
-    double factor = 0.0;    // SI value = value * factor + offset
+    std::string name;      // the unit's key, e.g. "in/s"
+    std::string quantity;  // what it measures, e.g. "Velocity"
+    std::string siUnit;    // its SI unit, e.g. "m/s"
+    double factor = 0.0;   // SI value = value * factor + offset
     double offset = 0.0;
-    int type = 0;           // transducer type (qv::eu::TransducerTypeEU), 0 for none
-    std::string typeName;   // the type's name, empty for none
+    int type = 0;          // transducer type (qv::eu::TransducerTypeEU), 0 for none
+    std::string typeName;  // the type's name, empty for none
 };
 
 // Every row of the unit table, in its order.

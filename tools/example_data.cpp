@@ -16,7 +16,8 @@
 #include "recording/io/csv.h"
 #include "recording/io/open.h"
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     if (argc != 2) {
         std::fprintf(stderr, "usage: numora_example_data FOLDER\n");
         return 2;
@@ -26,7 +27,8 @@ int main(int argc, char** argv) {
         using namespace numora::rec;
         ProfileTable profile;
         profile.name = folder + "/profile.csv";
-        profile.points = {{20.0, 0.01, 3.0, 6.0}, {80.0, 0.04, 3.0, 6.0}, {350.0, 0.04, 3.0, 6.0}, {2000.0, 0.007, 3.0, 6.0}};
+        profile.points = {
+            {20.0, 0.01, 3.0, 6.0}, {80.0, 0.04, 3.0, 6.0}, {350.0, 0.04, 3.0, 6.0}, {2000.0, 0.007, 3.0, 6.0}};
         CsvWriter csv(profile.name);
         csv.Header({"frequency_hz", "level", "alarm_db", "abort_db"});
         for (const ProfilePoint& p : profile.points) {

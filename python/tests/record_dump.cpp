@@ -16,19 +16,23 @@
 namespace {
 
 template <typename T>
-void Append(std::vector<char>& out, const std::vector<T>& values) {
+void Append(std::vector<char>& out, const std::vector<T>& values)
+{
     const char* bytes = reinterpret_cast<const char*>(values.data());
     out.insert(out.end(), bytes, bytes + values.size() * sizeof(T));
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+int main(int argc, char** argv)
+{
+    if (argc != 4)
+        return 2;
     std::vector<float> x;
     if (FILE* in = std::fopen(argv[1], "rb")) {
         float v;
-        while (std::fread(&v, sizeof v, 1, in) == 1) x.push_back(v);
+        while (std::fread(&v, sizeof v, 1, in) == 1)
+            x.push_back(v);
         std::fclose(in);
     }
     using namespace numora::rec;
@@ -58,7 +62,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     FILE* file = std::fopen(argv[2], "wb");
-    if (!file) return 1;
+    if (!file)
+        return 1;
     std::fwrite(out.data(), 1, out.size(), file);
     return std::fclose(file) == 0 ? 0 : 1;
 }

@@ -14,19 +14,23 @@
 namespace numora {
 namespace rec {
 
-SoundFileSource::SoundFileSource(const std::string& path) {
+SoundFileSource::SoundFileSource(const std::string& path)
+{
     // The system's reason for a file that cannot be opened at all is clearer
     // than libsndfile's.
     std::FILE* probe = std::fopen(path.c_str(), "rb");
-    if (!probe) throw Error("cannot open '" + path + "': " + std::strerror(errno));
+    if (!probe)
+        throw Error("cannot open '" + path + "': " + std::strerror(errno));
     struct stat st;
     const bool folder = fstat(fileno(probe), &st) == 0 && S_ISDIR(st.st_mode);
     std::fclose(probe);
-    if (folder) throw Error("cannot open '" + path + "': it is a folder");
+    if (folder)
+        throw Error("cannot open '" + path + "': it is a folder");
 
     SF_INFO sf{};
     file_ = sf_open(path.c_str(), SFM_READ, &sf);
-    if (!file_) throw Error("cannot read '" + path + "' as a recording: " + sf_strerror(nullptr));
+    if (!file_)
+        throw Error("cannot read '" + path + "' as a recording: " + sf_strerror(nullptr));
     if (sf.channels < 1 || sf.samplerate < 1) {
         sf_close(file_);
         file_ = nullptr;
@@ -39,13 +43,19 @@ SoundFileSource::SoundFileSource(const std::string& path) {
     info_.channelNames = DefaultChannelNames(sf.channels);
 }
 
-SoundFileSource::~SoundFileSource() {
-    if (file_) sf_close(file_);
+SoundFileSource::~SoundFileSource()
+{
+    if (file_)
+        sf_close(file_);
 }
 
-const RecordInfo& SoundFileSource::Info() const { return info_; }
+const RecordInfo& SoundFileSource::Info() const
+{
+    return info_;
+}
 
-int64_t SoundFileSource::Read(float* out, int64_t frames) {
+int64_t SoundFileSource::Read(float* out, int64_t frames)
+{
     const sf_count_t n = sf_readf_float(file_, out, frames);
     if (n < 0 || (n == 0 && sf_error(file_) != SF_ERR_NO_ERROR))
         throw Error("cannot read '" + info_.name + "': " + sf_strerror(file_));
@@ -53,12 +63,13 @@ int64_t SoundFileSource::Read(float* out, int64_t frames) {
     return n;
 }
 
-double SoundFileSource::Fraction() const {
+double SoundFileSource::Fraction() const
+{
     return info_.frames > 0 ? static_cast<double>(position_) / static_cast<double>(info_.frames) : 1.0;
 }
 
-SoundFileSink::SoundFileSink(const std::string& path, double sampleRate, int channels)
-    : out_(path), channels_(channels) {
+SoundFileSink::SoundFileSink(const std::string& path, double sampleRate, int channels) : out_(path), channels_(channels)
+{
     const std::string ext = FileExtension(path);
     SF_INFO sf{};
     if (ext == "wav") {
@@ -76,14 +87,18 @@ SoundFileSink::SoundFileSink(const std::string& path, double sampleRate, int cha
     sf.samplerate = static_cast<int>(sampleRate);
     sf.channels = channels;
     file_ = sf_open(out_.TempPath().c_str(), SFM_WRITE, &sf);
-    if (!file_) throw Error("cannot write '" + path + "': " + sf_strerror(nullptr));
+    if (!file_)
+        throw Error("cannot write '" + path + "': " + sf_strerror(nullptr));
 }
 
-SoundFileSink::~SoundFileSink() {
-    if (file_) sf_close(file_);
+SoundFileSink::~SoundFileSink()
+{
+    if (file_)
+        sf_close(file_);
 }
 
-void SoundFileSink::Write(const float* samples, int64_t frames) {
+void SoundFileSink::Write(const float* samples, int64_t frames)
+{
     if (integer_) {
         for (int64_t i = 0; i < frames * channels_; ++i)
             if (!(std::fabs(samples[i]) <= 1.0f))
@@ -96,10 +111,12 @@ void SoundFileSink::Write(const float* samples, int64_t frames) {
     frames_ += frames;
 }
 
-void SoundFileSink::Finish() {
+void SoundFileSink::Finish()
+{
     const int closed = sf_close(file_);
     file_ = nullptr;
-    if (closed != 0) throw Error("cannot write '" + out_.Path() + "': " + sf_error_number(closed));
+    if (closed != 0)
+        throw Error("cannot write '" + out_.Path() + "': " + sf_error_number(closed));
     out_.Commit();
 }
 

@@ -23,49 +23,62 @@ namespace {
 constexpr int kLookaheadRows = 4096;
 
 template <typename T>
-std::string Shortest(T value) {
+std::string Shortest(T value)
+{
     char text[64];
     const std::to_chars_result r = std::to_chars(text, text + sizeof text, value);
     return std::string(text, r.ptr);
 }
 
-std::string Lower(std::string_view text) {
+std::string Lower(std::string_view text)
+{
     std::string out(text);
-    for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (char& c : out)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return out;
 }
 
-std::string_view Trim(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\r' || text.front() == '\n')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\r' || text.back() == '\n')) text.remove_suffix(1);
+std::string_view Trim(std::string_view text)
+{
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\r' || text.front() == '\n'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\r' || text.back() == '\n'))
+        text.remove_suffix(1);
     return text;
 }
 
 // A line that holds no data: blank, or a comment starting with '#'.
-bool Skipped(std::string_view line) {
+bool Skipped(std::string_view line)
+{
     for (char c : line) {
-        if (c == '#') return true;
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+        if (c == '#')
+            return true;
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
+            return false;
     }
     return true;
 }
 
-char DetectSeparator(std::string_view line) {
+char DetectSeparator(std::string_view line)
+{
     for (char c : {',', ';', '\t'})
-        if (line.find(c) != std::string_view::npos) return c;
+        if (line.find(c) != std::string_view::npos)
+            return c;
     return ',';
 }
 
 // Splits a line into trimmed cells; a cell in double quotes keeps its
 // separators and loses its quotes.
-void Split(std::string_view line, char separator, std::vector<std::string_view>& cells) {
+void Split(std::string_view line, char separator, std::vector<std::string_view>& cells)
+{
     cells.clear();
     size_t i = 0;
     while (true) {
         size_t end;
         std::string_view cell;
         size_t start = i;
-        while (start < line.size() && line[start] == ' ') ++start;
+        while (start < line.size() && line[start] == ' ')
+            ++start;
         if (start < line.size() && line[start] == '"') {
             const size_t close = line.find('"', start + 1);
             const size_t stop = close == std::string_view::npos ? line.size() : close;
@@ -76,43 +89,56 @@ void Split(std::string_view line, char separator, std::vector<std::string_view>&
             cell = Trim(line.substr(i, end == std::string_view::npos ? std::string_view::npos : end - i));
         }
         cells.push_back(cell);
-        if (end == std::string_view::npos) break;
+        if (end == std::string_view::npos)
+            break;
         i = end + 1;
     }
 }
 
 // A finite number in the whole of text.
-bool ParseNumber(std::string_view text, double& value) {
-    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-    if (text.empty()) return false;
+bool ParseNumber(std::string_view text, double& value)
+{
+    if (!text.empty() && text.front() == '+')
+        text.remove_prefix(1);
+    if (text.empty())
+        return false;
     const std::from_chars_result r = std::from_chars(text.data(), text.data() + text.size(), value);
     return r.ec == std::errc() && r.ptr == text.data() + text.size() && std::isfinite(value);
 }
 
-std::string Where(const std::string& name, int line) { return name + ":" + std::to_string(line) + ": "; }
+std::string Where(const std::string& name, int line)
+{
+    return name + ":" + std::to_string(line) + ": ";
+}
 
 std::string BadNumber(const std::string& name, int line, int column, const std::string& columnName,
-                      std::string_view cell) {
+                      std::string_view cell)
+{
     return Where(name, line) + "column " + std::to_string(column + 1) +
            (columnName.empty() ? std::string() : " (" + columnName + ")") + ": '" + std::string(cell) +
            "' is not a finite number";
 }
 
-std::string UnequalRow(const std::string& name, int line, size_t got, size_t expected) {
+std::string UnequalRow(const std::string& name, int line, size_t got, size_t expected)
+{
     return Where(name, line) + std::to_string(got) + " column" + (got == 1 ? "" : "s") + " where the first row has " +
            std::to_string(expected);
 }
 
 // A header cell that names a time column.
-bool IsTimeName(std::string_view cell) {
+bool IsTimeName(std::string_view cell)
+{
     const std::string name = Lower(cell);
-    if (name == "t" || name.rfind("time", 0) == 0) return true;
+    if (name == "t" || name.rfind("time", 0) == 0)
+        return true;
     return name.size() > 1 && name[0] == 't' && (name[1] == '_' || name[1] == ' ' || name[1] == '(' || name[1] == '[');
 }
 
-std::FILE* OpenForReading(const std::string& path) {
+std::FILE* OpenForReading(const std::string& path)
+{
     std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (!file) throw Error("cannot open '" + path + "': " + std::strerror(errno));
+    if (!file)
+        throw Error("cannot open '" + path + "': " + std::strerror(errno));
     struct stat st;
     if (fstat(fileno(file), &st) == 0 && S_ISDIR(st.st_mode)) {
         std::fclose(file);
@@ -130,17 +156,20 @@ public:
     LineReader& operator=(const LineReader&) = delete;
 
     // Next line that is not blank or a comment; false at the end.
-    bool Next(std::string_view& line) {
+    bool Next(std::string_view& line)
+    {
         while (true) {
             const ssize_t n = getline(&buffer_, &capacity_, file_);
             if (n < 0) {
-                if (std::ferror(file_)) throw Error("cannot read '" + path_ + "': " + std::strerror(errno));
+                if (std::ferror(file_))
+                    throw Error("cannot read '" + path_ + "': " + std::strerror(errno));
                 return false;
             }
             ++number_;
             bytes_ += n;
             line = std::string_view(buffer_, static_cast<size_t>(n));
-            if (!Skipped(line)) return true;
+            if (!Skipped(line))
+                return true;
         }
     }
     int Number() const { return number_; }
@@ -157,63 +186,82 @@ private:
 
 }  // namespace
 
-std::string FormatShortest(double value) { return Shortest(value); }
-std::string FormatShortest(float value) { return Shortest(value); }
+std::string FormatShortest(double value)
+{
+    return Shortest(value);
+}
+std::string FormatShortest(float value)
+{
+    return Shortest(value);
+}
 
-CsvWriter::CsvWriter(const std::string& path) : file_(stdout) {
-    if (path == "-") return;
+CsvWriter::CsvWriter(const std::string& path) : file_(stdout)
+{
+    if (path == "-")
+        return;
     out_.reset(new OutputFile(path));
     file_ = out_->Open();
 }
 
 CsvWriter::~CsvWriter() = default;
 
-void CsvWriter::Separator() {
-    if (rowStarted_) std::fputc(',', file_);
+void CsvWriter::Separator()
+{
+    if (rowStarted_)
+        std::fputc(',', file_);
     rowStarted_ = true;
 }
 
-void CsvWriter::Header(const std::vector<std::string>& names) {
-    for (const std::string& name : names) Add(name);
+void CsvWriter::Header(const std::vector<std::string>& names)
+{
+    for (const std::string& name : names)
+        Add(name);
     EndRow();
 }
 
-CsvWriter& CsvWriter::Add(double value) {
+CsvWriter& CsvWriter::Add(double value)
+{
     Separator();
     std::fputs(Shortest(value).c_str(), file_);
     return *this;
 }
 
-CsvWriter& CsvWriter::Add(float value) {
+CsvWriter& CsvWriter::Add(float value)
+{
     Separator();
     std::fputs(Shortest(value).c_str(), file_);
     return *this;
 }
 
-CsvWriter& CsvWriter::Add(int64_t value) {
+CsvWriter& CsvWriter::Add(int64_t value)
+{
     Separator();
     std::fputs(std::to_string(value).c_str(), file_);
     return *this;
 }
 
-CsvWriter& CsvWriter::Add(const std::string& text) {
+CsvWriter& CsvWriter::Add(const std::string& text)
+{
     Separator();
     if (text.find_first_of(",\"\n\r") == std::string::npos) {
         std::fputs(text.c_str(), file_);
     } else {
         std::string quoted = "\"";
-        for (char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+        for (char c : text)
+            quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
         std::fputs((quoted + "\"").c_str(), file_);
     }
     return *this;
 }
 
-void CsvWriter::EndRow() {
+void CsvWriter::EndRow()
+{
     std::fputc('\n', file_);
     rowStarted_ = false;
 }
 
-void CsvWriter::Commit() {
+void CsvWriter::Commit()
+{
     if (out_) {
         out_->Commit();
     } else if (std::fflush(file_) != 0) {
@@ -221,14 +269,17 @@ void CsvWriter::Commit() {
     }
 }
 
-int CsvTable::Find(const std::vector<std::string>& names) const {
+int CsvTable::Find(const std::vector<std::string>& names) const
+{
     for (size_t c = 0; c < header.size(); ++c)
         for (const std::string& name : names)
-            if (Lower(header[c]) == Lower(name)) return static_cast<int>(c);
+            if (Lower(header[c]) == Lower(name))
+                return static_cast<int>(c);
     return -1;
 }
 
-double CsvTable::Number(size_t row, int column) const {
+double CsvTable::Number(size_t row, int column) const
+{
     double value = 0.0;
     const std::string& cell = rows[row][static_cast<size_t>(column)];
     if (!ParseNumber(cell, value))
@@ -237,7 +288,8 @@ double CsvTable::Number(size_t row, int column) const {
     return value;
 }
 
-CsvTable ReadCsvTable(const std::string& path) {
+CsvTable ReadCsvTable(const std::string& path)
+{
     CsvTable table;
     table.name = path;
     std::FILE* file = OpenForReading(path);
@@ -252,19 +304,22 @@ CsvTable ReadCsvTable(const std::string& path) {
     bool first = true;
     size_t width = 0;
     while (reader.Next(line)) {
-        if (first) separator = DetectSeparator(line);
+        if (first)
+            separator = DetectSeparator(line);
         Split(line, separator, cells);
         if (first) {
             width = cells.size();
             double value;
             if (!ParseNumber(cells[0], value)) {
-                for (std::string_view cell : cells) table.header.emplace_back(cell);
+                for (std::string_view cell : cells)
+                    table.header.emplace_back(cell);
                 first = false;
                 continue;
             }
         }
         first = false;
-        if (cells.size() != width) throw Error(UnequalRow(path, reader.Number(), cells.size(), width));
+        if (cells.size() != width)
+            throw Error(UnequalRow(path, reader.Number(), cells.size(), width));
         table.rows.emplace_back(cells.begin(), cells.end());
         table.lines.push_back(reader.Number());
     }
@@ -273,9 +328,11 @@ CsvTable ReadCsvTable(const std::string& path) {
 
 struct CsvSource::State {
     // The file closes with the state, also when the constructor refuses it.
-    ~State() {
+    ~State()
+    {
         reader.reset();
-        if (file) std::fclose(file);
+        if (file)
+            std::fclose(file);
     }
 
     std::string path;
@@ -295,13 +352,16 @@ struct CsvSource::State {
     bool ended = false;
 
     // Parses the cells of the current line into out; the time into *time.
-    void Parse(float* out, double* time) {
+    void Parse(float* out, double* time)
+    {
         const int line = reader->Number();
-        if (cells.size() != width) throw Error(UnequalRow(path, line, cells.size(), width));
+        if (cells.size() != width)
+            throw Error(UnequalRow(path, line, cells.size(), width));
         const size_t first = hasTime ? 1 : 0;
         double value = 0.0;
         if (hasTime) {
-            if (!ParseNumber(cells[0], value)) throw Error(BadNumber(path, line, 0, "time", cells[0]));
+            if (!ParseNumber(cells[0], value))
+                throw Error(BadNumber(path, line, 0, "time", cells[0]));
             *time = value;
         }
         for (size_t c = first; c < width; ++c) {
@@ -316,7 +376,8 @@ struct CsvSource::State {
     }
 
     // Checks that a row's time follows the previous one by one sample.
-    void CheckTime(double time, int line) {
+    void CheckTime(double time, int line)
+    {
         const double gap = time - previousTime;
         if (!(std::fabs(gap - step) <= 0.5 * step))
             throw Error(Where(path, line) + "time " + FormatShortest(time) + " s is not one sample (" +
@@ -325,26 +386,32 @@ struct CsvSource::State {
     }
 
     // Reads the next data row into out; false at the end.
-    bool Row(float* out) {
+    bool Row(float* out)
+    {
         std::string_view line;
-        if (!reader->Next(line)) return false;
+        if (!reader->Next(line))
+            return false;
         Split(line, separator, cells);
         double time = 0.0;
         Parse(out, &time);
-        if (hasTime) CheckTime(time, reader->Number());
+        if (hasTime)
+            CheckTime(time, reader->Number());
         return true;
     }
 };
 
-ProfileTable ReadProfile(const std::string& path) {
+ProfileTable ReadProfile(const std::string& path)
+{
     const CsvTable table = ReadCsvTable(path);
     if (table.header.empty())
         throw Error(path + ": a profile needs a header naming its columns (frequency, level, and optionally "
                            "alarm_db, abort_db, segment)");
     const int frequency = table.Find({"frequency", "frequency_hz", "freq", "f"});
     const int level = table.Find({"level", "psd"});
-    if (frequency < 0) throw Error(path + ": no frequency column (name it frequency)");
-    if (level < 0) throw Error(path + ": no level column (name it level)");
+    if (frequency < 0)
+        throw Error(path + ": no frequency column (name it frequency)");
+    if (level < 0)
+        throw Error(path + ": no level column (name it level)");
     const int alarm = table.Find({"alarm_db", "alarm"});
     const int abort = table.Find({"abort_db", "abort"});
     const int segment = table.Find({"segment"});
@@ -356,11 +423,14 @@ ProfileTable ReadProfile(const std::string& path) {
         p.sourceLine = table.lines[r];
         p.frequency = table.Number(r, frequency);
         p.level = table.Number(r, level);
-        if (alarm >= 0) p.alarmDb = table.Number(r, alarm);
-        if (abort >= 0) p.abortDb = table.Number(r, abort);
+        if (alarm >= 0)
+            p.alarmDb = table.Number(r, alarm);
+        if (abort >= 0)
+            p.abortDb = table.Number(r, abort);
         if (segment >= 0) {
             std::string kind = table.rows[r][static_cast<size_t>(segment)];
-            for (char& c : kind) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            for (char& c : kind)
+                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
             if (kind == "lin" || kind == "linear") {
                 p.segment = Segment::Linear;
             } else if (kind == "log" || kind.empty()) {
@@ -376,17 +446,20 @@ ProfileTable ReadProfile(const std::string& path) {
     return profile;
 }
 
-CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new State) {
+CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new State)
+{
     State& s = *state_;
     s.path = path;
     s.file = OpenForReading(path);
     struct stat st;
-    if (fstat(fileno(s.file), &st) == 0) s.size = static_cast<long long>(st.st_size);
+    if (fstat(fileno(s.file), &st) == 0)
+        s.size = static_cast<long long>(st.st_size);
     s.reader.reset(new LineReader(s.file, path));
     s.info.name = path;
 
     std::string_view line;
-    if (!s.reader->Next(line)) throw Error(path + ": no rows");
+    if (!s.reader->Next(line))
+        throw Error(path + ": no rows");
     s.separator = DetectSeparator(line);
     Split(line, s.separator, s.cells);
     s.width = s.cells.size();
@@ -394,11 +467,14 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
     const bool header = !ParseNumber(s.cells[0], value);
     if (header) {
         s.hasTime = IsTimeName(s.cells[0]);
-        for (size_t c = s.hasTime ? 1 : 0; c < s.width; ++c) s.info.channelNames.emplace_back(s.cells[c]);
+        for (size_t c = s.hasTime ? 1 : 0; c < s.width; ++c)
+            s.info.channelNames.emplace_back(s.cells[c]);
     }
     s.info.channels = static_cast<int>(s.width) - (s.hasTime ? 1 : 0);
-    if (s.info.channels < 1) throw Error(path + ": a time column and no channel");
-    if (!header) s.info.channelNames = DefaultChannelNames(s.info.channels);
+    if (s.info.channels < 1)
+        throw Error(path + ": a time column and no channel");
+    if (!header)
+        s.info.channelNames = DefaultChannelNames(s.info.channels);
 
     // The first rows give the sample rate; they are served before the rest.
     std::vector<double> times;
@@ -410,7 +486,8 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
         if (firstIsData) {
             firstIsData = false;
         } else {
-            if (!s.reader->Next(line)) break;
+            if (!s.reader->Next(line))
+                break;
             Split(line, s.separator, s.cells);
         }
         double time = 0.0;
@@ -429,10 +506,12 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
         if (!(rate > 0.0) || !std::isfinite(rate))
             throw Error(Where(path, lines[1]) + "the time column does not rise");
         const double whole = std::round(rate);
-        if (std::fabs(rate - whole) <= 1e-6 * rate) rate = whole;
+        if (std::fabs(rate - whole) <= 1e-6 * rate)
+            rate = whole;
         s.step = 1.0 / rate;
         s.previousTime = times.front();
-        for (size_t i = 1; i < times.size(); ++i) s.CheckTime(times[i], lines[i]);
+        for (size_t i = 1; i < times.size(); ++i)
+            s.CheckTime(times[i], lines[i]);
         if (sampleRate > 0.0 && std::fabs(sampleRate - rate) > 1e-4 * rate)
             throw Error(path + ": the rate " + FormatShortest(sampleRate) + " Hz disagrees with the time column (" +
                         FormatShortest(rate) + " Hz)");
@@ -446,9 +525,13 @@ CsvSource::CsvSource(const std::string& path, double sampleRate) : state_(new St
 
 CsvSource::~CsvSource() = default;
 
-const RecordInfo& CsvSource::Info() const { return state_->info; }
+const RecordInfo& CsvSource::Info() const
+{
+    return state_->info;
+}
 
-int64_t CsvSource::Read(float* out, int64_t frames) {
+int64_t CsvSource::Read(float* out, int64_t frames)
+{
     State& s = *state_;
     const int channels = s.info.channels;
     int64_t n = 0;
@@ -467,29 +550,37 @@ int64_t CsvSource::Read(float* out, int64_t frames) {
     return n;
 }
 
-double CsvSource::Fraction() const {
+double CsvSource::Fraction() const
+{
     const State& s = *state_;
-    if (s.size <= 0) return 0.0;
+    if (s.size <= 0)
+        return 0.0;
     return std::min(1.0, static_cast<double>(s.reader->Bytes()) / static_cast<double>(s.size));
 }
 
 CsvRecordingSink::CsvRecordingSink(const std::string& path, double sampleRate,
                                    const std::vector<std::string>& channelNames)
-    : writer_(path), sampleRate_(sampleRate), channels_(static_cast<int>(channelNames.size())) {
+    : writer_(path), sampleRate_(sampleRate), channels_(static_cast<int>(channelNames.size()))
+{
     std::vector<std::string> header{"time_s"};
     header.insert(header.end(), channelNames.begin(), channelNames.end());
     writer_.Header(header);
 }
 
-void CsvRecordingSink::Write(const float* samples, int64_t frames) {
+void CsvRecordingSink::Write(const float* samples, int64_t frames)
+{
     for (int64_t f = 0; f < frames; ++f, ++frames_) {
         writer_.Add(static_cast<double>(frames_) / sampleRate_);
-        for (int c = 0; c < channels_; ++c) writer_.Add(samples[f * channels_ + c]);
+        for (int c = 0; c < channels_; ++c)
+            writer_.Add(samples[f * channels_ + c]);
         writer_.EndRow();
     }
 }
 
-void CsvRecordingSink::Finish() { writer_.Commit(); }
+void CsvRecordingSink::Finish()
+{
+    writer_.Commit();
+}
 
 }  // namespace rec
 }  // namespace numora

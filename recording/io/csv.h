@@ -59,10 +59,10 @@ private:
 
 // A small table read whole: a profile, or a table of results.
 struct CsvTable {
-    std::string name;                           // the file, for messages
-    std::vector<std::string> header;            // empty when the file has none
-    std::vector<std::vector<std::string>> rows; // cells as written, spaces trimmed
-    std::vector<int> lines;                     // file line of each row
+    std::string name;                            // the file, for messages
+    std::vector<std::string> header;             // empty when the file has none
+    std::vector<std::vector<std::string>> rows;  // cells as written, spaces trimmed
+    std::vector<int> lines;                      // file line of each row
 
     // Column whose header equals one of the names, ignoring case; -1 if none.
     int Find(const std::vector<std::string>& names) const;

@@ -12,8 +12,10 @@
 namespace numora {
 namespace cli {
 
-int RunDrive(const DriveArgs& args) {
-    for (const std::string& plot : args.plots) CheckPlotPath(plot);
+int RunDrive(const DriveArgs& args)
+{
+    for (const std::string& plot : args.plots)
+        CheckPlotPath(plot);
     const std::string unit = CheckedUnit(args.unit);
     const rec::ProfileTable profile = rec::ReadProfile(args.profile);
     rec::DriveOptions options;
@@ -23,7 +25,9 @@ int RunDrive(const DriveArgs& args) {
     options.clipSigma = args.clip;
     options.seed = args.seed;
     // The generator checks the profile and the options before anything is written.
-    { const rec::DriveGenerator check(profile, options); }
+    {
+        const rec::DriveGenerator check(profile, options);
+    }
     std::unique_ptr<rec::BlockSink> sink = rec::CreateRecording(args.output, args.rate, {"drive"});
 
     rec::DriveReport report;
@@ -31,23 +35,23 @@ int RunDrive(const DriveArgs& args) {
         ProgressBar bar("drive");
         report = rec::GenerateDrive(profile, options, *sink, bar.Callback());
     }
-    Report(args.output + ": " + Num(static_cast<double>(report.frames) / args.rate, 6) + " s at " +
-           Num(args.rate, 9) + " Hz (" + std::to_string(report.frames) + " samples) from " +
-           std::to_string(report.bands) + " octave band" + (report.bands == 1 ? "" : "s") + ", made for " +
-           Num(report.targetRms) + " " + unit + " RMS");
+    Report(args.output + ": " + Num(static_cast<double>(report.frames) / args.rate, 6) + " s at " + Num(args.rate, 9) +
+           " Hz (" + std::to_string(report.frames) + " samples) from " + std::to_string(report.bands) + " octave band" +
+           (report.bands == 1 ? "" : "s") + ", made for " + Num(report.targetRms) + " " + unit + " RMS");
     if (args.clip > 0.0)
-        Report("clipped at " + Num(args.clip) + " times the RMS (" + Num(report.clipLimit) + " " + unit + "): " +
-               std::to_string(report.clipped) + " samples");
-    Report("check: " + DescribeSpectrum(report.check.axis, rec::SpectrumOptions{options.frameSize, 50.0,
-                                                                                 rec::Window::Hann,
-                                                                                 rec::Averaging::Linear, 8, true},
-                                         report.check.averages));
+        Report("clipped at " + Num(args.clip) + " times the RMS (" + Num(report.clipLimit) + " " + unit +
+               "): " + std::to_string(report.clipped) + " samples");
+    Report("check: " + DescribeSpectrum(report.check.axis,
+                                        rec::SpectrumOptions{options.frameSize, 50.0, rec::Window::Hann,
+                                                             rec::Averaging::Linear, 8, true},
+                                        report.check.averages));
     Report(DescribeCheck("drive", args.profile, profile, report.comparison, unit));
-    if (!args.csv.empty()) WritePsdCsv(args.csv, report.check, &report.comparison.curves);
+    if (!args.csv.empty())
+        WritePsdCsv(args.csv, report.check, &report.comparison.curves);
     if (!args.plots.empty())
         WritePlots(args.plots, {PsdPanel("PSD of the drive " + args.output + " against " + args.profile + " (" +
-                                           std::to_string(report.check.averages) + " averages)",
-                                       unit, report.check, &report.comparison.curves)});
+                                             std::to_string(report.check.averages) + " averages)",
+                                         unit, report.check, &report.comparison.curves)});
     return 0;
 }
 

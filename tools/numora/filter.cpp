@@ -14,8 +14,10 @@
 namespace numora {
 namespace cli {
 
-int RunFilter(const FilterArgs& args) {
-    for (const std::string& plot : args.plots) CheckPlotPath(plot);
+int RunFilter(const FilterArgs& args)
+{
+    for (const std::string& plot : args.plots)
+        CheckPlotPath(plot);
     rec::FilterDesign design;
     design.type = rec::ParseFilterType(args.type);
     design.shape = rec::ParseFilterShape(args.shape);
@@ -29,13 +31,15 @@ int RunFilter(const FilterArgs& args) {
     const std::vector<int> channels = ParseChannels(args.channels, info);
     const rec::RecordFilter filter(design, info.sampleRate, 1);
     std::vector<std::string> names;
-    for (int c : channels) names.push_back(info.channelNames[static_cast<size_t>(c)]);
+    for (int c : channels)
+        names.push_back(info.channelNames[static_cast<size_t>(c)]);
     std::unique_ptr<rec::BlockSink> sink = rec::CreateRecording(args.output, info.sampleRate, names);
     {
         ProgressBar bar("filter");
         rec::FilterRecord(*source, channels, design, *sink, bar.Callback());
     }
-    const bool band = design.shape == qv::math::CTimeFilter::BandPass || design.shape == qv::math::CTimeFilter::BandStop;
+    const bool band =
+        design.shape == qv::math::CTimeFilter::BandPass || design.shape == qv::math::CTimeFilter::BandStop;
     const double f1 = static_cast<double>(filter.F1()), f2 = static_cast<double>(filter.F2());
     const std::string edges = band ? Num(f1, 6) + " to " + Num(f2, 6) + " Hz" : Num(f1, 6) + " Hz";
     Report(args.output + ": " + std::to_string(channels.size()) + " channel" + (channels.size() == 1 ? "" : "s") +
@@ -71,7 +75,8 @@ int RunFilter(const FilterArgs& args) {
         }
         // The pass band and 120 dB below it.
         double top = -1e300;
-        for (double db : g.y) top = std::max(top, db);
+        for (double db : g.y)
+            top = std::max(top, db);
         gain.yMax = 10.0 * std::ceil(top / 10.0) + 10.0;
         gain.yMin = gain.yMax - 130.0;
         gain.series.push_back(g);

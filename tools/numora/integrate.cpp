@@ -10,7 +10,8 @@
 namespace numora {
 namespace cli {
 
-int RunIntegrate(const IntegrateArgs& args) {
+int RunIntegrate(const IntegrateArgs& args)
+{
     std::unique_ptr<rec::BlockSource> source = rec::OpenRecording(args.recording.path, args.recording.rate);
     const rec::RecordInfo& info = source->Info();
     const std::vector<int> channels = ParseChannels(args.channels, info);

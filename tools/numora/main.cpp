@@ -17,13 +17,15 @@ namespace {
 
 using namespace numora::cli;
 
-void AddRecording(CLI::App* app, RecordingArgs& args) {
+void AddRecording(CLI::App* app, RecordingArgs& args)
+{
     app->add_option("recording", args.path, "Recording: .wav, .w64, .flac, or .csv with a time column")->required();
     app->add_option("--rate", args.rate, "Sample rate in Hz of a CSV recording without a time column");
     app->add_option("--scale", args.scale, "Factor on every sample read (engineering units per file unit)");
 }
 
-void AddSpectrum(CLI::App* app, SpectrumArgs& args) {
+void AddSpectrum(CLI::App* app, SpectrumArgs& args)
+{
     app->add_option("--frame", args.frame, "Frame size: a power of two from 4 to 32768");
     app->add_option("--overlap", args.overlap, "Overlap of frames in percent, 0 up to 100");
     app->add_option("--window", args.window, "Window: hann, hamming, blackman, harris, flattop or none");
@@ -36,7 +38,8 @@ void AddSpectrum(CLI::App* app, SpectrumArgs& args) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     CLI::App app{"Whole-record analysis of vibration recordings with Numora " NUMORA_VERSION_STRING, "numora"};
     app.option_defaults()->always_capture_default();
     app.require_subcommand(1);
@@ -96,7 +99,8 @@ int main(int argc, char** argv) {
     driveCmd->add_option("--unit", drive.unit, "Unit of the profile's levels, for the report and the plot");
     driveCmd->add_option("-o,--output", drive.output, "The drive: .wav, .w64, .flac or .csv")->required();
     driveCmd->add_option("--csv", drive.csv, "CSV of the drive's PSD against the profile");
-    driveCmd->add_option("--plot", drive.plots, "Plot of the drive's PSD against the profile, .svg or .png; repeatable");
+    driveCmd->add_option("--plot", drive.plots,
+                         "Plot of the drive's PSD against the profile, .svg or .png; repeatable");
 
     FilterArgs filter;
     CLI::App* filterCmd = app.add_subcommand("filter", "Filters a recording with a recursive (IIR) design");
@@ -123,8 +127,9 @@ int main(int argc, char** argv) {
     integrateCmd->add_flag("--english", integrate.english, "Velocity in in/s and displacement in in (else m/s and mm)");
     integrateCmd->add_option("--block-seconds", integrate.blockSeconds,
                              "Block of the run in seconds; the drift filter works within each block");
-    integrateCmd->add_option("-o,--output", integrate.output,
-                             "Recording of velocity and displacement: .wav, .w64, .flac or .csv")
+    integrateCmd
+        ->add_option("-o,--output", integrate.output,
+                     "Recording of velocity and displacement: .wav, .w64, .flac or .csv")
         ->required();
     integrateCmd->add_option("--csv", integrate.csv, "CSV of the limits of acceleration, velocity and displacement");
 
@@ -147,13 +152,20 @@ int main(int argc, char** argv) {
     }
 
     try {
-        if (*psdCmd) return RunPsd(psd);
-        if (*frfCmd) return RunFrf(frf);
-        if (*srsCmd) return RunSrs(srs);
-        if (*driveCmd) return RunDrive(drive);
-        if (*filterCmd) return RunFilter(filter);
-        if (*integrateCmd) return RunIntegrate(integrate);
-        if (*unitsCmd) return RunUnits(units);
+        if (*psdCmd)
+            return RunPsd(psd);
+        if (*frfCmd)
+            return RunFrf(frf);
+        if (*srsCmd)
+            return RunSrs(srs);
+        if (*driveCmd)
+            return RunDrive(drive);
+        if (*filterCmd)
+            return RunFilter(filter);
+        if (*integrateCmd)
+            return RunIntegrate(integrate);
+        if (*unitsCmd)
+            return RunUnits(units);
     } catch (const numora::rec::Error& e) {
         std::fprintf(stderr, "numora: %s\n", e.what());
         return 1;

@@ -17,14 +17,19 @@ constexpr int kWidth = 40;
 
 ProgressBar::ProgressBar(std::string label) : label_(std::move(label)), active_(isatty(STDERR_FILENO) == 1) {}
 
-ProgressBar::~ProgressBar() {
-    if (active_ && shown_ >= 0) std::fprintf(stderr, "\r\033[K");
+ProgressBar::~ProgressBar()
+{
+    if (active_ && shown_ >= 0)
+        std::fprintf(stderr, "\r\033[K");
 }
 
-void ProgressBar::Update(double fraction) {
-    if (!active_) return;
+void ProgressBar::Update(double fraction)
+{
+    if (!active_)
+        return;
     const int percent = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * 100.0);
-    if (percent == shown_) return;
+    if (percent == shown_)
+        return;
     shown_ = percent;
     const int filled = percent * kWidth / 100;
     std::string bar(static_cast<size_t>(filled), '#');
@@ -33,7 +38,8 @@ void ProgressBar::Update(double fraction) {
     std::fflush(stderr);
 }
 
-rec::Progress ProgressBar::Callback() {
+rec::Progress ProgressBar::Callback()
+{
     return [this](double fraction) { Update(fraction); };
 }
 

@@ -11,8 +11,10 @@
 namespace numora {
 namespace cli {
 
-int RunSrs(const SrsArgs& args) {
-    for (const std::string& plot : args.plots) CheckPlotPath(plot);
+int RunSrs(const SrsArgs& args)
+{
+    for (const std::string& plot : args.plots)
+        CheckPlotPath(plot);
     const std::string unit = CheckedUnit(args.unit);
     rec::SrsOptions options;
     options.q = args.q;
@@ -36,7 +38,8 @@ int RunSrs(const SrsArgs& args) {
     }
     size_t peak = 0;
     for (size_t b = 0; b < r.maximax.size(); ++b)
-        if (r.maximax[b] > r.maximax[peak]) peak = b;
+        if (r.maximax[b] > r.maximax[peak])
+            peak = b;
     const bool iso = options.filter == rec::SrsFilter::RampInvariant;
     const bool absolute = options.response == rec::SrsResponse::AbsoluteAcceleration;
     const std::string method = std::string(iso ? "ramp-invariant (ISO 18431-4)" : "impulse-invariant") + " filter, " +

@@ -6,14 +6,17 @@
 namespace numora {
 namespace cli {
 
-int RunUnits(const UnitsArgs& args) {
+int RunUnits(const UnitsArgs& args)
+{
     std::vector<rec::UnitMatch> rows;
     if (args.units.empty()) {
-        for (const rec::UnitInfo& unit : rec::UnitTable()) rows.push_back(rec::UnitMatch{true, true, unit});
+        for (const rec::UnitInfo& unit : rec::UnitTable())
+            rows.push_back(rec::UnitMatch{true, true, unit});
     } else {
         for (const std::string& text : args.units) {
             rows.push_back(rec::ResolveUnit(text));
-            if (!rows.back().found) throw rec::Error("unknown unit '" + text + "' (numora units lists the units)");
+            if (!rows.back().found)
+                throw rec::Error("unknown unit '" + text + "' (numora units lists the units)");
             rows.back().unit.name = text;
         }
     }
