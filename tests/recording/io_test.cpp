@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -12,35 +10,15 @@
 #include "recording/io/open.h"
 #include "tests/support/refusal.h"
 #include "tests/support/support.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
 using namespace numora::rec;
 namespace fs = std::filesystem;
 
-class Io : public ::testing::Test {
+class Io : public numora_test::TempFolderTest {
 protected:
-    void SetUp() override
-    {
-        dir_ = fs::temp_directory_path() / ("numora_io_" + std::to_string(getpid()) + "_" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    std::string Write(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(Path(name), std::ios::binary) << text;
-        return Path(name);
-    }
-    // Names in the folder: what a failed write must not leave behind.
-    std::vector<std::string> Files() const
-    {
-        std::vector<std::string> names;
-        for (const auto& e : fs::directory_iterator(dir_))
-            names.push_back(e.path().filename().string());
-        return names;
-    }
     // Why the recording is refused, opened or read to its end.
     std::string Refusal(const std::string& path, double rate = 0.0) const
     {
@@ -51,7 +29,6 @@ protected:
             }
         });
     }
-    fs::path dir_;
 };
 
 TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
@@ -59,7 +36,7 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
     std::string text = "# exported\nTime (s); accel x; accel y\n";
     for (int i = 0; i < 5000; ++i)
         text += std::to_string(i / 2000.0) + ";" + std::to_string(i) + ";-" + std::to_string(i) + "\r\n";
-    const std::string path = Write("rec.csv", text);
+    const std::string path = WriteText("rec.csv", text);
     std::unique_ptr<BlockSource> source = OpenRecording(path);
     const RecordInfo& info = source->Info();
     EXPECT_EQ(info.sampleRate, 2000.0);  // made whole from the printed times
@@ -71,7 +48,7 @@ TEST_F(Io, CsvRecordingTakesItsRateFromTheTimeColumnAndItsNamesFromTheHeader)
     ASSERT_EQ(all.size(), 10000u);
     EXPECT_EQ(all[2 * 4321], 4321.0f);
     EXPECT_EQ(all[2 * 4321 + 1], -4321.0f);
-    EXPECT_EQ(OpenRecording(Write("plain.csv", "1.5,2\n3,4\n"), 100.0)->Info().channelNames,
+    EXPECT_EQ(OpenRecording(WriteText("plain.csv", "1.5,2\n3,4\n"), 100.0)->Info().channelNames,
               (std::vector<std::string>{"ch1", "ch2"}));
     EXPECT_NE(Refusal(path, 1000.0).find("disagrees with the time column (2000 Hz)"), std::string::npos);
 }
@@ -90,23 +67,23 @@ TEST_F(Io, CsvRecordingNamesTheLineAndColumnOfABadRow)
         const size_t end = bad.find('\n', at);
         const std::string line = bad.substr(at, end - at);
         const std::string line2 = std::to_string(row + 2) + ": ";
-        EXPECT_EQ(Refusal(Write("n.csv", bad.substr(0, at) + line + "x" + bad.substr(end))),
+        EXPECT_EQ(Refusal(WriteText("n.csv", bad.substr(0, at) + line + "x" + bad.substr(end))),
                   Path("n.csv") + ":" + line2 + "column 3 (b): '2x' is not a finite number");
-        EXPECT_EQ(Refusal(Write("u.csv", bad.substr(0, at) + line + ",3" + bad.substr(end))),
+        EXPECT_EQ(Refusal(WriteText("u.csv", bad.substr(0, at) + line + ",3" + bad.substr(end))),
                   Path("u.csv") + ":" + line2 + "4 columns where the first row has 3");
         EXPECT_EQ(
-            Refusal(Write("f.csv", bad.substr(0, at) + line.substr(0, line.size() - 1) + "nan" + bad.substr(end))),
+            Refusal(WriteText("f.csv", bad.substr(0, at) + line.substr(0, line.size() - 1) + "nan" + bad.substr(end))),
             Path("f.csv") + ":" + line2 + "column 3 (b): 'nan' is not a finite number");
-        EXPECT_NE(
-            Refusal(Write("g.csv", bad.substr(0, at) + bad.substr(end + 1))).find(std::to_string(row + 2) + ": time"),
-            std::string::npos);
+        EXPECT_NE(Refusal(WriteText("g.csv", bad.substr(0, at) + bad.substr(end + 1)))
+                      .find(std::to_string(row + 2) + ": time"),
+                  std::string::npos);
     }
 
     // A refused file is closed again.
     const auto openFiles = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
-    const std::string bad = Write("bad.csv", "t,a\n0,1\n0.001,x\n");
+    const std::string bad = WriteText("bad.csv", "t,a\n0,1\n0.001,x\n");
     const auto before = openFiles();
     for (int i = 0; i < 50; ++i)
         Refusal(bad);
@@ -134,7 +111,7 @@ TEST_F(Io, TablesAreWrittenToTheBitAndOnlyWhenComplete)
     {
         CsvWriter abandoned(Path("gone.csv"));
     }
-    EXPECT_EQ(Files(), std::vector<std::string>{"t.csv"});
+    EXPECT_EQ(Files(), std::set<std::string>{"t.csv"});
     EXPECT_THROW(CsvWriter(Path("no/such/dir.csv")), Error);
 }
 
@@ -168,7 +145,7 @@ TEST_F(Io, AudioFilesKeepFloatSamplesAndRefuseWhatTheyCannotHold)
 TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
 {
     const std::string path =
-        Write("p.csv", "# test\nLevel,Frequency,segment,abort_db\n0.01,20,,6\n0.04,80,log,6\n0.04,350,lin,6\n");
+        WriteText("p.csv", "# test\nLevel,Frequency,segment,abort_db\n0.01,20,,6\n0.04,80,log,6\n0.04,350,lin,6\n");
     const ProfileTable p = ReadProfile(path);
     ASSERT_EQ(p.points.size(), 3u);
     EXPECT_EQ(p.points[1].frequency, 80.0);
@@ -177,7 +154,7 @@ TEST_F(Io, ProfilesReadTheirColumnsByNameAndNameTheLineOfAnError)
     EXPECT_EQ(p.points[2].alarmDb, 0.0);
     EXPECT_EQ(p.points[2].sourceLine, 5);
     const auto refusal = [&](const std::string& text) {
-        return numora_test::Refusal([&] { ReadProfile(Write("q.csv", text)); });
+        return numora_test::Refusal([&] { ReadProfile(WriteText("q.csv", text)); });
     };
     const std::string q = Path("q.csv");
     EXPECT_EQ(refusal("freq,psd,segment\n20,1,\n40,2,cubic\n"), q + ":3: segment 'cubic' is neither lin nor log");

@@ -5,7 +5,6 @@
 
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -27,6 +26,7 @@
 #include "recording/spectrum.h"
 #include "recording/srs.h"
 #include "tests/support/support.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -38,21 +38,8 @@ struct Result {
     std::string out, err;
 };
 
-class Command : public ::testing::Test {
+class Command : public numora_test::TempFolderTest {
 protected:
-    void SetUp() override
-    {
-        dir_ = fs::temp_directory_path() / ("numora_cli_" + std::to_string(getpid()) + "_" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-    void WriteText(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(Path(name), std::ios::binary) << text;
-    }
     // An interleaved recording through the layer's writer.
     void WriteRecording(const std::string& name, const std::vector<float>& samples, int channels, double rate) const
     {
@@ -84,13 +71,6 @@ protected:
         }
         return r;
     }
-    std::set<std::string> Files() const
-    {
-        std::set<std::string> names;
-        for (const auto& e : fs::directory_iterator(dir_))
-            names.insert(e.path().filename().string());
-        return names;
-    }
     // A column of a CSV the command wrote, as floats.
     std::vector<float> Column(const std::string& name, const std::string& column) const
     {
@@ -100,8 +80,6 @@ protected:
             v.push_back(static_cast<float>(t.Number(r, t.Find({column}))));
         return v;
     }
-
-    fs::path dir_;
 };
 
 std::vector<float> Sine(int frames, double amplitude, double frequency, double rate)
