@@ -23,32 +23,10 @@
 
 #include "fuzz/fuzz_input.h"
 #include "numora/analysis/integration.h"
+#include "tests/support/drift_model.h"
 
 using fuzz::Same;
-
-namespace {
-
-// The drift filter as its rule reads: every sample less the mean of the 2h
-// samples around the nearest sample whose window fits; a NaN is the default one.
-std::vector<float> PlainDrift(const std::vector<float>& s, int w)
-{
-    const int n = static_cast<int>(s.size()), h = w / 2;
-    if (h < 0 || n <= 2 * h)
-        return s;
-    std::vector<float> out(n);
-    for (int i = 0; i < n; ++i) {
-        const int c = std::min(std::max(i, h), n - h - 1);
-        double sum = 0.0;
-        for (int j = c - h; j < c + h; ++j)
-            sum += static_cast<double>(s[j]);
-        out[i] = static_cast<float>(static_cast<double>(s[i]) - sum * (1.0 / w));
-        if (std::isnan(out[i]))
-            out[i] = std::numeric_limits<float>::quiet_NaN();
-    }
-    return out;
-}
-
-}  // namespace
+using numora_test::PlainDrift;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

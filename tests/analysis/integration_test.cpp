@@ -10,35 +10,16 @@
 #include "numora/foundation/array.h"
 #include "numora/foundation/array_scan.h"
 #include "numora/spectrum/rms.h"
+#include "tests/support/drift_model.h"
 #include "tests/support/support.h"
 
 using namespace qv::math;
 using numora_test::BitEqual;
+using numora_test::PlainDrift;
 using numora_test::RandomFloats;
 using Block = std::vector<float>;
 
 namespace {
-
-// Each sample less the mean of the 2h samples around the nearest sample whose
-// window fits, the window summed in double from its start and divided by w; a
-// NaN is the default one.
-Block RefDrift(const Block& s, int w)
-{
-    const int n = static_cast<int>(s.size()), h = w / 2;
-    if (h < 0 || n <= 2 * h)
-        return s;
-    Block out(n);
-    for (int i = 0; i < n; ++i) {
-        const int c = std::min(std::max(i, h), n - h - 1);
-        double sum = 0.0;
-        for (int j = c - h; j < c + h; ++j)
-            sum += static_cast<double>(s[j]);
-        out[i] = static_cast<float>(static_cast<double>(s[i]) - sum * (1.0 / w));
-        if (std::isnan(out[i]))
-            out[i] = std::numeric_limits<float>::quiet_NaN();
-    }
-    return out;
-}
 
 TEST(Intg, FollowsTheRuleFromRestWithTheMeanInDoubleAndTheScalesOfTheUnits)
 {
@@ -101,7 +82,7 @@ TEST(RemoveMovingMean, EveryPathFollowsTheRuleBitForBit)
                 const Block src(x.begin(), x.begin() + n);
                 Block y(n);
                 detail::RemoveMovingMeanOnPath(path, y.data(), src.data(), n, w);
-                ASSERT_TRUE(BitEqual(RefDrift(src, w).data(), y.data(), n)) << n << " " << w;
+                ASSERT_TRUE(BitEqual(PlainDrift(src, w).data(), y.data(), n)) << n << " " << w;
             }
 }
 
@@ -149,11 +130,11 @@ TEST(ScanUnitLimits, BlocksOfARunMatchTheComposedStepsToTheBit)
             ArraySum(x.data(), -0.125f, n);
             const float blockRms = static_cast<float>(RMS_TIM(x.data(), n));
             rms = b == 1 ? std::max(rms, blockRms) : blockRms;
-            const Block ax = RefDrift(x, c.w);
+            const Block ax = PlainDrift(x, c.w);
             intg_continuous(sv.data(), const_cast<float*>(ax.data()), n, vs[0], vs[1], vs[2], vs[3], c.vel / c.rate);
-            const Block vx = RefDrift(sv, c.w);
+            const Block vx = PlainDrift(sv, c.w);
             intg_continuous(sd.data(), const_cast<float*>(vx.data()), n, ds[0], ds[1], ds[2], ds[3], c.disp / c.rate);
-            const Block dx = RefDrift(sd, c.w);
+            const Block dx = PlainDrift(sd, c.w);
             const Block* q[3] = {&x, &vx, &dx};
             for (int k = 0; k < 3; ++k) {
                 ArrayMinMax(q[k]->data(), n, lim[3 * k], lim[3 * k + 1], b != 1);
